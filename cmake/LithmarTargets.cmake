@@ -1,0 +1,32 @@
+# Settings shared by every target of the project.
+
+if(LITHMAR_SANITIZE)
+  string(REPLACE "," ";" _sanitizers "${LITHMAR_SANITIZE}")
+  foreach(_s IN LISTS _sanitizers)
+    add_compile_options(-fsanitize=${_s})
+    add_link_options(-fsanitize=${_s})
+  endforeach()
+  add_compile_options(-fno-omit-frame-pointer -fno-sanitize-recover=all)
+endif()
+
+# Our own code builds warning-free; third-party headers come in as system headers.
+function(lithmar_strict_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror)
+endfunction()
+
+# A shared library with hidden symbols, a versioned SONAME and an export header.
+function(lithmar_shared_library target export_header)
+  add_library(${target} SHARED)
+  set_target_properties(${target} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  include(GenerateExportHeader)
+  generate_export_header(${target} EXPORT_FILE_NAME ${PROJECT_BINARY_DIR}/include/${export_header})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  lithmar_strict_warnings(${target})
+endfunction()

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <lithmar/runtime/IHttpBody.h>
+
+#include <cpprest/json.h>
+
+namespace com::vantorel::lithmar {
+
+class LITHMAR_RUNTIME_EXPORT JsonBody : public IHttpBody {
+public:
+    explicit JsonBody(const web::json::value& json);
+    ~JsonBody() override;
+
+    void writeTo(std::ostream& stream) override;
+    std::unique_ptr<BodyReader> openReader() override;
+
+    const web::json::value& json() const;
+
+private:
+    web::json::value m_json;
+};
+
+} // namespace com::vantorel::lithmar

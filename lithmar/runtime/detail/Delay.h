@@ -1,0 +1,13 @@
+#pragma once
+
+#include <pplx/pplxtasks.h>
+
+#include <chrono>
+
+namespace com::vantorel::lithmar::detail {
+
+// A task that completes after `duration` without holding a thread while it
+// waits: the pause is a timer on cpprestsdk's own I/O service.
+pplx::task<void> delay(std::chrono::milliseconds duration);
+
+} // namespace com::vantorel::lithmar::detail
