@@ -2,6 +2,7 @@
 
 #include <lithmar/runtime/Utf8.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
@@ -133,7 +134,8 @@ int32_t ModelBase::int32_tFromHttpContent(std::shared_ptr<HttpContent> content)
     errno = 0;
     char* end = nullptr;
     const long long parsed = std::strtoll(text.c_str(), &end, 10);
-    if (text.empty() || end != text.c_str() + text.size() || errno == ERANGE ||
+    if (text.empty() || std::isspace(static_cast<unsigned char>(text.front())) || end != text.c_str() + text.size() ||
+        errno == ERANGE ||
         parsed < std::numeric_limits<int32_t>::min() || parsed > std::numeric_limits<int32_t>::max()) {
         throw std::invalid_argument("form part '" + (content ? toUtf8(content->getName()) : std::string()) +
                                     "' does not hold a 32-bit decimal integer: \"" + text + "\"");
