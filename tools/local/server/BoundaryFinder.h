@@ -1,0 +1,32 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace lithmar::local {
+
+// Finds a multipart delimiter ("\r\n--" + boundary) in part data.
+//
+// Horspool's algorithm: with a delimiter of some 40 bytes it looks at about
+// one byte in 40 of ordinary file data, which keeps the search far below the
+// cost of receiving the bytes.
+class BoundaryFinder {
+public:
+    explicit BoundaryFinder(std::string delimiter);
+
+    // Offset of the first complete delimiter in `text`, or npos.
+    std::size_t find(std::string_view text) const;
+    // Start of the longest tail of `text` that is a proper prefix of the
+    // delimiter (a delimiter cut by the end of a read), or text.size().
+    std::size_t partialAtEnd(std::string_view text) const;
+
+    const std::string& delimiter() const { return m_delimiter; }
+
+private:
+    std::string m_delimiter;
+    std::array<std::size_t, 256> m_shift{};
+};
+
+} // namespace lithmar::local

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <tools/local/server/RecordedRequest.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lithmar::local {
+
+// An answer to send. The server adds Content-Length (and Connection: close
+// when it closes the connection afterwards); everything else is up to the
+// handler, so that tests can send any header, odd ones included.
+struct Response {
+    int status = 200;
+    std::string reason; // "" for the standard reason phrase of the status
+    std::vector<Header> headers;
+    std::string body;
+
+    // A body with Content-Type: application/json.
+    static Response json(int status, std::string body);
+    // {"error": "<message>"}: what the server answers when it cannot serve a
+    // request, so that a client sees why in its logs.
+    static Response error(int status, std::string_view message);
+};
+
+// Answers one request. Runs on a server thread, possibly concurrently with
+// other handlers; whatever state it shares must be thread-safe.
+using Handler = std::function<Response(const RecordedRequest&)>;
+
+} // namespace lithmar::local

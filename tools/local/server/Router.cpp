@@ -1,0 +1,53 @@
+#include <tools/local/server/Router.h>
+
+#include <exception>
+
+namespace lithmar::local {
+
+void Router::add(std::string method, std::string_view pattern, Handler handler)
+{
+    Route route{std::move(method), PathPattern(pattern), std::move(handler)};
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_routes.push_back(std::move(route));
+}
+
+Handler Router::resolve(RecordedRequest& request) const
+{
+    std::string allowed;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        for (const Route& route : m_routes) {
+            auto params = route.pattern.match(request.path);
+            if (!params) {
+                continue;
+            }
+            if (route.method == "*" || route.method == request.method) {
+                request.params = std::move(*params);
+                return route.handler;
+            }
+            allowed += (allowed.empty() ? "" : ", ") + route.method;
+        }
+    }
+    if (!allowed.empty()) {
+        return [allowed](const RecordedRequest& unserved) {
+            Response response =
+                Response::error(405, "method " + unserved.method + " is not served for " + unserved.path);
+            response.headers.push_back({"Allow", allowed});
+            return response;
+        };
+    }
+    return [](const RecordedRequest& unserved) {
+        return Response::error(404, "no route for " + unserved.method + " " + unserved.path);
+    };
+}
+
+Response Router::run(const Handler& handler, const RecordedRequest& request)
+{
+    try {
+        return handler(request);
+    } catch (const std::exception& e) {
+        return Response::error(500, "handler for " + request.method + " " + request.path + " failed: " + e.what());
+    }
+}
+
+} // namespace lithmar::local

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <tools/local/server/PathPattern.h>
+#include <tools/local/server/Response.h>
+
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lithmar::local {
+
+// Chooses the handler of a request: the first route, in the order they were
+// added, whose method and path pattern match. Services register their routes
+// side by side (each under its own path prefix), and tests may add routes to
+// a running server, so the table is guarded by a lock.
+class Router {
+public:
+    // `method` is compared exactly ("GET"); "*" matches every method.
+    void add(std::string method, std::string_view pattern, Handler handler);
+
+    // The handler of the first matching route, with the route's path
+    // parameters stored in `request.params`. Without a match, a handler
+    // answering 405 with Allow when the path matches routes of other
+    // methods, otherwise 404. Resolving before running lets the server log
+    // the request, parameters included, before the handler takes its time.
+    Handler resolve(RecordedRequest& request) const;
+
+    // Runs `handler`; one that throws gives 500 with the exception's message.
+    static Response run(const Handler& handler, const RecordedRequest& request);
+
+private:
+    struct Route {
+        std::string method;
+        PathPattern pattern;
+        Handler handler;
+    };
+
+    mutable std::mutex m_mutex;
+    std::vector<Route> m_routes;
+};
+
+} // namespace lithmar::local

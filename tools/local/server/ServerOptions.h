@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace lithmar::local {
+
+struct ServerOptions {
+    // Any loopback address works on Linux: tests run a second server on
+    // 127.0.0.2 to stand for another host (redirects across origins).
+    std::string address = "127.0.0.1";
+    // 0 picks a free port; a fixed one lets a test start the server late on
+    // a port that a client is already trying (connection refused, retried).
+    std::uint16_t port = 0;
+    // Threads running connections and handlers.
+    std::size_t threads = 2;
+    // Bytes of each body and of each multipart part kept in memory; the rest
+    // is only counted and checksummed.
+    std::size_t bodyMemoryLimit = 1 << 20;
+    // Limit of the request head (request line and headers), answered with
+    // 431 beyond it, and of the headers of each multipart part.
+    std::size_t maxHeaderBytes = 64 * 1024;
+    // When not empty, a file receiving one line per request (see AccessLog).
+    std::string requestLogFile;
+};
+
+} // namespace lithmar::local

@@ -1,0 +1,349 @@
+#include <tools/local/server/detail/Connection.h>
+
+#include <tools/local/server/AsciiText.h>
+
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/write.hpp>
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
+namespace lithmar::local::detail {
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using tcp = asio::ip::tcp;
+
+// Reads this large keep the cost per byte of big uploads low: one system call
+// and one pass through the parser per MiB. (Beast's own read functions read
+// at most 64 KiB at a time.)
+constexpr std::size_t kReadSize = 1 << 20;
+
+// Before closing after a final answer, the server stops sending and reads
+// (and drops) what the client still sends, for a while. Closing a socket with
+// unread data resets the connection, and a reset can destroy the answer
+// before the client has read it.
+constexpr std::chrono::seconds kLingerTime{2};
+constexpr std::size_t kMaxLingerBytes = 64 << 20;
+constexpr std::size_t kLingerReadSize = 64 << 10;
+
+constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+
+std::string toString(beast::string_view text)
+{
+    return std::string(text.data(), text.size());
+}
+
+std::string endpointText(const tcp::socket& socket, bool local)
+{
+    beast::error_code error;
+    const tcp::endpoint endpoint = local ? socket.local_endpoint(error) : socket.remote_endpoint(error);
+    if (error) {
+        return "unknown";
+    }
+    const auto address = endpoint.address();
+    const std::string host = address.is_v6() ? "[" + address.to_string() + "]" : address.to_string();
+    return host + ":" + std::to_string(endpoint.port());
+}
+
+bool asksToClose(const std::vector<Header>& headers)
+{
+    return std::any_of(headers.begin(), headers.end(), [](const Header& header) {
+        return equalsIgnoringCase(header.name, "Connection") && equalsIgnoringCase(trimmed(header.value), "close");
+    });
+}
+
+// The server frames every answer itself.
+bool isFramingHeader(const Header& header)
+{
+    return equalsIgnoringCase(header.name, "Content-Length") || equalsIgnoringCase(header.name, "Transfer-Encoding");
+}
+
+} // namespace
+
+Connection::Connection(tcp::socket socket, ServerContext& context, std::uint64_t serial)
+    : m_stream(std::move(socket)),
+      m_context(context),
+      m_serial(serial),
+      m_localAddress(endpointText(m_stream.socket(), true)),
+      m_remoteAddress(endpointText(m_stream.socket(), false)),
+      m_pause(m_stream.get_executor())
+{
+}
+
+void Connection::start()
+{
+    // Onto the connection's strand before touching the socket.
+    asio::dispatch(m_stream.get_executor(), [self = shared_from_this()] { self->readRequest(); });
+}
+
+void Connection::readRequest()
+{
+    m_recorder.reset();
+    m_request = RecordedRequest{};
+    m_headerDone = false;
+    m_parser.emplace();
+    m_parser->header_limit(static_cast<std::uint32_t>(
+        std::min<std::size_t>(m_context.options.maxHeaderBytes, std::numeric_limits<std::uint32_t>::max())));
+    // No limit: bodies stream. (Beast 1.74 compares a Content-Length against
+    // an absent limit as if it exceeded it, hence the largest value rather
+    // than boost::none.)
+    m_parser->body_limit(std::numeric_limits<std::uint64_t>::max());
+    // A pipelined request may already be in the buffer.
+    parseBuffered();
+}
+
+void Connection::readMore()
+{
+    m_stream.async_read_some(m_buffer.prepare(kReadSize),
+                             [self = shared_from_this()](beast::error_code error, std::size_t size) {
+                                 self->onRead(error, size);
+                             });
+}
+
+void Connection::onRead(beast::error_code error, std::size_t size)
+{
+    if (error) {
+        // Between requests this is the client closing its connection; inside
+        // one, the client gave up on it.
+        if (m_headerDone) {
+            recordCutOff("cut off by the client (" + error.message() + ")");
+        }
+        closeNow();
+        return;
+    }
+    m_buffer.commit(size);
+    parseBuffered();
+}
+
+void Connection::parseBuffered()
+{
+    for (;;) {
+        if (m_headerDone && m_parser->is_done()) {
+            onRequestComplete();
+            return;
+        }
+        if (m_buffer.size() == 0) {
+            break;
+        }
+        beast::error_code error;
+        const std::size_t used = m_parser->put(m_buffer.data(), error);
+        m_buffer.consume(used);
+        if (error == http::error::need_more) {
+            break;
+        }
+        if (error) {
+            rejectMalformed(error);
+            return;
+        }
+        if (!m_headerDone && m_parser->is_header_done()) {
+            m_headerDone = true;
+            onHeader();
+            return;
+        }
+    }
+    readMore();
+}
+
+void Connection::onHeader()
+{
+    const auto& message = m_parser->get();
+    m_request.method = toString(message.method_string());
+    m_request.target = toString(message.target());
+    const auto questionMark = m_request.target.find('?');
+    m_request.path = m_request.target.substr(0, questionMark);
+    if (questionMark != std::string::npos) {
+        m_request.query = m_request.target.substr(questionMark + 1);
+    }
+    for (const auto& field : message) {
+        m_request.headers.push_back({toString(field.name_string()), toString(field.value())});
+    }
+    m_request.localAddress = m_localAddress;
+    m_request.remoteAddress = m_remoteAddress;
+    m_request.connection = m_serial;
+    m_recorder.emplace(m_request, m_context.options.bodyMemoryLimit, m_context.options.maxHeaderBytes);
+    m_parser->get().body().recorder = &*m_recorder;
+
+    m_fault = m_context.faults.take(m_request.method, m_request.path);
+    if (m_fault.kind == Fault::Kind::CloseBeforeReadingBody) {
+        closeBeforeBody();
+        return;
+    }
+    const bool bodyFollows = !m_parser->is_done();
+    if (bodyFollows && equalsIgnoringCase(trimmed(m_request.header("Expect")), "100-continue")) {
+        // The client holds the body back until it hears from us (curl waits a
+        // second, then sends anyway).
+        asio::async_write(m_stream, asio::buffer(kContinue.data(), kContinue.size()),
+                          [self = shared_from_this()](beast::error_code error, std::size_t) {
+                              if (error) {
+                                  self->recordCutOff("connection lost (" + error.message() + ")");
+                                  self->closeNow();
+                                  return;
+                              }
+                              self->parseBuffered();
+                          });
+        return;
+    }
+    parseBuffered();
+}
+
+void Connection::onRequestComplete()
+{
+    m_recorder->finish(true);
+    m_parser->get().body().recorder = nullptr;
+    m_recorder.reset();
+    m_handler = m_context.router.resolve(m_request);
+    // Logged before any pause and before the handler, so that a test sees
+    // the request while the server stalls.
+    m_context.requests.add(m_request);
+    afterPause(&Connection::carryOutFault);
+}
+
+void Connection::recordCutOff(std::string_view outcome)
+{
+    if (!m_recorder) {
+        return;
+    }
+    m_recorder->finish(false);
+    m_parser->get().body().recorder = nullptr;
+    m_recorder.reset();
+    m_context.requests.add(m_request);
+    logOutcome(outcome);
+}
+
+void Connection::logOutcome(std::string_view outcome)
+{
+    if (m_context.accessLog) {
+        m_context.accessLog->write(m_request, outcome);
+    }
+}
+
+void Connection::afterPause(void (Connection::*next)())
+{
+    if (m_fault.pause.count() <= 0) {
+        (this->*next)();
+        return;
+    }
+    m_pause.expires_after(m_fault.pause);
+    m_pause.async_wait([self = shared_from_this(), next](beast::error_code error) {
+        if (!error) {
+            (self.get()->*next)();
+        }
+    });
+}
+
+void Connection::closeBeforeBody()
+{
+    recordCutOff("closed before reading the body (scripted)");
+    afterPause(&Connection::closeNow);
+}
+
+void Connection::carryOutFault()
+{
+    switch (m_fault.kind) {
+    case Fault::Kind::Answer: sendResponse(Router::run(m_handler, m_request)); return;
+    case Fault::Kind::Respond: sendResponse(m_fault.response); return;
+    case Fault::Kind::CloseWithoutAnswer:
+        logOutcome("closed without an answer (scripted)");
+        closeNow();
+        return;
+    case Fault::Kind::SendRaw: sendBytesThenClose(m_fault.bytes); return;
+    case Fault::Kind::CloseBeforeReadingBody: return; // carried out at the header
+    }
+}
+
+void Connection::sendResponse(Response response)
+{
+    if (response.status < 100 || response.status > 999) {
+        response = Response::error(500, "the handler answered with the invalid status " +
+                                            std::to_string(response.status));
+    }
+    const bool keepAlive = m_headerDone && m_parser->get().keep_alive() && !asksToClose(response.headers);
+    m_response = {};
+    m_response.version(m_headerDone ? m_parser->get().version() : 11);
+    m_response.result(static_cast<unsigned>(response.status));
+    if (!response.reason.empty()) {
+        m_response.reason(response.reason);
+    }
+    for (const Header& header : response.headers) {
+        if (!isFramingHeader(header)) {
+            m_response.insert(header.name, header.value);
+        }
+    }
+    const bool bodyAllowed = response.status >= 200 && response.status != 204 && response.status != 304;
+    if (bodyAllowed) {
+        // A HEAD answer announces the body's length without sending it.
+        m_response.content_length(response.body.size());
+        if (m_request.method != "HEAD") {
+            m_response.body() = std::move(response.body);
+        }
+    }
+    m_response.keep_alive(keepAlive);
+    logOutcome(std::to_string(response.status));
+    http::async_write(m_stream, m_response,
+                      [self = shared_from_this(), keepAlive](beast::error_code error, std::size_t) {
+                          if (error) {
+                              self->closeNow();
+                          } else if (keepAlive) {
+                              self->readRequest();
+                          } else {
+                              self->closeGracefully();
+                          }
+                      });
+}
+
+void Connection::sendBytesThenClose(std::string bytes)
+{
+    logOutcome("sent " + std::to_string(bytes.size()) + " raw bytes and closed (scripted)");
+    m_outgoing = std::move(bytes);
+    asio::async_write(m_stream, asio::buffer(m_outgoing),
+                      [self = shared_from_this()](beast::error_code, std::size_t) { self->closeGracefully(); });
+}
+
+void Connection::rejectMalformed(beast::error_code error)
+{
+    const bool headTooLarge = error == http::error::header_limit;
+    const int status = headTooLarge ? 431 : 400;
+    if (m_headerDone) {
+        recordCutOff(std::to_string(status) + " (" + error.message() + ")");
+    }
+    Response response = headTooLarge ? Response::error(status, "the request head exceeds " +
+                                                                   std::to_string(m_context.options.maxHeaderBytes) +
+                                                                   " bytes")
+                                     : Response::error(status, "malformed request: " + error.message());
+    response.headers.push_back({"Connection", "close"});
+    sendResponse(std::move(response));
+}
+
+void Connection::closeGracefully()
+{
+    beast::error_code ignored;
+    m_stream.socket().shutdown(tcp::socket::shutdown_send, ignored);
+    m_stream.expires_after(kLingerTime);
+    drain(0);
+}
+
+void Connection::drain(std::size_t drainedSoFar)
+{
+    m_stream.async_read_some(m_buffer.prepare(kLingerReadSize),
+                             [self = shared_from_this(), drainedSoFar](beast::error_code error, std::size_t size) {
+                                 if (error || drainedSoFar + size > kMaxLingerBytes) {
+                                     self->closeNow();
+                                     return;
+                                 }
+                                 self->drain(drainedSoFar + size);
+                             });
+}
+
+void Connection::closeNow()
+{
+    beast::error_code ignored;
+    m_stream.socket().shutdown(tcp::socket::shutdown_both, ignored);
+    m_stream.close();
+}
+
+} // namespace lithmar::local::detail

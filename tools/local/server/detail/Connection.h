@@ -1,0 +1,74 @@
+#pragma once
+
+#include <tools/local/server/BodyRecorder.h>
+#include <tools/local/server/Fault.h>
+#include <tools/local/server/detail/ServerContext.h>
+#include <tools/local/server/detail/StreamedBody.h>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lithmar::local::detail {
+
+// One client connection: reads requests one after the other (keep-alive,
+// pipelining), records them, carries out scripted faults and answers through
+// the router. Every step is an asynchronous operation on the connection's
+// strand; the object lives as long as one of them is pending, so destroying
+// the io_context ends every connection at once.
+class Connection : public std::enable_shared_from_this<Connection> {
+public:
+    Connection(boost::asio::ip::tcp::socket socket, ServerContext& context, std::uint64_t serial);
+
+    void start();
+
+private:
+    using RequestParser = boost::beast::http::request_parser<StreamedBody>;
+
+    void readRequest();
+    void readMore();
+    void onRead(boost::beast::error_code error, std::size_t size);
+    void parseBuffered();
+    void onHeader();
+    void onRequestComplete();
+    void recordCutOff(std::string_view outcome);
+    void logOutcome(std::string_view outcome);
+    void afterPause(void (Connection::*next)());
+    void carryOutFault();
+    void closeBeforeBody();
+    void sendResponse(Response response);
+    void sendBytesThenClose(std::string bytes);
+    void rejectMalformed(boost::beast::error_code error);
+    void closeGracefully();
+    void drain(std::size_t drainedSoFar);
+    void closeNow();
+
+    boost::beast::tcp_stream m_stream;
+    ServerContext& m_context;
+    const std::uint64_t m_serial;
+    const std::string m_localAddress;
+    const std::string m_remoteAddress;
+
+    boost::beast::flat_buffer m_buffer;
+    std::optional<RequestParser> m_parser;
+    bool m_headerDone = false;
+    RecordedRequest m_request;
+    std::optional<BodyRecorder> m_recorder;
+    Handler m_handler;
+    Fault m_fault;
+    boost::asio::steady_timer m_pause;
+
+    boost::beast::http::response<boost::beast::http::string_body> m_response;
+    std::string m_outgoing;
+};
+
+} // namespace lithmar::local::detail

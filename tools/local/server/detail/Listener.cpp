@@ -1,0 +1,76 @@
+#include <tools/local/server/detail/Listener.h>
+
+#include <tools/local/server/detail/Connection.h>
+
+#include <boost/asio/strand.hpp>
+
+#include <iostream>
+#include <system_error>
+
+namespace lithmar::local::detail {
+namespace {
+
+namespace asio = boost::asio;
+using tcp = asio::ip::tcp;
+
+// After a failed accept (out of file descriptors, say), trying again at once
+// would spin.
+constexpr std::chrono::milliseconds kAcceptRetryPause{50};
+
+void check(const boost::system::error_code& error, const char* step, const tcp::endpoint& endpoint)
+{
+    if (error) {
+        throw std::system_error(error.value(), std::system_category(),
+                                std::string("cannot ") + step + " " + endpoint.address().to_string() + ":" +
+                                    std::to_string(endpoint.port()));
+    }
+}
+
+} // namespace
+
+Listener::Listener(asio::io_context& io, const tcp::endpoint& endpoint, ServerContext& context)
+    : m_io(io), m_acceptor(io), m_retryTimer(io), m_context(context)
+{
+    boost::system::error_code error;
+    m_acceptor.open(endpoint.protocol(), error);
+    check(error, "open a socket for", endpoint);
+    // Lets a restarted server take its port back while connections of the
+    // previous run are still in TIME_WAIT.
+    m_acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    check(error, "set SO_REUSEADDR for", endpoint);
+    m_acceptor.bind(endpoint, error);
+    check(error, "bind to", endpoint);
+    m_acceptor.listen(asio::socket_base::max_listen_connections, error);
+    check(error, "listen on", endpoint);
+}
+
+void Listener::start()
+{
+    acceptNext();
+}
+
+std::uint16_t Listener::port() const
+{
+    return m_acceptor.local_endpoint().port();
+}
+
+void Listener::acceptNext()
+{
+    m_acceptor.async_accept(
+        asio::make_strand(m_io), [self = shared_from_this()](boost::system::error_code error, tcp::socket socket) {
+            if (error == asio::error::operation_aborted) {
+                return;
+            }
+            if (error) {
+                std::cerr << "lithmar-local: accepting a connection failed: " << error.message() << '\n';
+                self->m_retryTimer.expires_after(kAcceptRetryPause);
+                self->m_retryTimer.async_wait([self](boost::system::error_code) { self->acceptNext(); });
+                return;
+            }
+            const std::uint64_t serial = ++self->m_context.acceptedConnections;
+            std::make_shared<Connection>(std::move(socket), self->m_context, serial)->start();
+            self->acceptNext();
+        });
+}
+
+} // namespace lithmar::local::detail
