@@ -44,7 +44,7 @@ PathPattern::PathPattern(std::string_view pattern) : m_text(pattern)
             segment.kind = Kind::Rest;
         } else if (isBraced(piece)) {
             std::string_view name = piece.substr(1, piece.size() - 2);
-            if (name.size() > ellipsis.size() && name.substr(name.size() - ellipsis.size()) == ellipsis) {
+            if (name.size() >= ellipsis.size() && name.substr(name.size() - ellipsis.size()) == ellipsis) {
                 name.remove_suffix(ellipsis.size());
                 segment.kind = Kind::Rest;
             } else {

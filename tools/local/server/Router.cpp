@@ -21,7 +21,10 @@ Handler Router::resolve(RecordedRequest& request) const
             if (!params) {
                 continue;
             }
-            if (route.method == "*" || route.method == request.method) {
+            // HEAD is a GET without body (the server leaves the body out).
+            const bool serves = route.method == "*" || route.method == request.method ||
+                                (request.method == "HEAD" && route.method == "GET");
+            if (serves) {
                 request.params = std::move(*params);
                 return route.handler;
             }

@@ -16,7 +16,8 @@ namespace lithmar::local {
 // a running server, so the table is guarded by a lock.
 class Router {
 public:
-    // `method` is compared exactly ("GET"); "*" matches every method.
+    // `method` is compared exactly ("GET"); "*" matches every method, and a
+    // GET route serves HEAD too.
     void add(std::string method, std::string_view pattern, Handler handler);
 
     // The handler of the first matching route, with the route's path
