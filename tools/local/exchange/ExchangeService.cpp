@@ -1,0 +1,52 @@
+#include <tools/local/exchange/ExchangeService.h>
+
+#include <tools/local/exchange/ExchangeEndpoints.h>
+#include <tools/local/exchange/SafeAnswer.h>
+
+namespace lithmar::local {
+
+ExchangeService::ExchangeService(ExchangeOptions options, ExchangeStore& store, WebSessions& sessions)
+    : m_context{store, std::move(options.basePath), options.jobQueueCapacity, {}}, m_sessions(sessions)
+{
+    checkBasePath(m_context.basePath, service_suffix::kExchange);
+}
+
+void ExchangeService::install(HttpServer& server)
+{
+    using namespace endpoints;
+    // Ids may hold '/', so id routes capture the rest of the path ("{id}" is
+    // its first segment, required non-empty) and the endpoint takes the id
+    // from the path itself.
+    add(server, "GET", "/common/sites/v1", &sitesOrSessionOpening);
+    add(server, "POST", "/common/sites/v1", &createSite);
+    add(server, "GET", "/common/sites/v1/{id}/{more...}", &siteDetails);
+    add(server, "GET", "/common/crs/v1", &crsList);
+    add(server, "POST", "/upload/v1/start", &startUpload);
+    add(server, "POST", "/upload/v1/finish", &finishUpload);
+    add(server, "POST", "/exploration/boreholes/v1", &importBoreholes);
+    add(server, "POST", "/exploration/boreholeintervalsets/v1", &importBoreholeIntervalSet);
+    add(server, "POST", "/exploration/fieldobservations/v1", &importFieldObservation);
+    add(server, "POST", "/exploration/geos/v1", &importGeo);
+    add(server, "POST", "/exploration/terrains/v1", &importTerrain);
+    add(server, "GET", "/geology/geologicmodels/v1/{id}/{more...}", &downloadGeologicModel);
+    add(server, "GET", "/geology/geologicfeatures/v1/{id}/{more...}", &downloadGeologicFeature);
+}
+
+void ExchangeService::add(HttpServer& server, const char* method, const std::string& path, Endpoint endpoint)
+{
+    server.route(method, m_context.basePath + path, [this, endpoint](const RecordedRequest& request) {
+        // The session first: failed requests get their cookies too, as from
+        // the platform's application server.
+        const WebSessions::Admission session = m_sessions.admit(request);
+        Response response =
+            answerSafely([this, endpoint](const RecordedRequest& r) { return endpoint(m_context, r); }, request);
+        if (session.opened) {
+            for (Header& cookie : m_sessions.cookieHeaders(session.sessionId)) {
+                response.headers.push_back(std::move(cookie));
+            }
+        }
+        return response;
+    });
+}
+
+} // namespace lithmar::local

@@ -1,0 +1,140 @@
+// The five import endpoints. Each checks its command against the upload
+// session and the site, queues a job and answers at once; the job runner
+// imports the files later and notifies the client.
+
+#include <tools/local/exchange/ExchangeEndpoints.h>
+#include <tools/local/exchange/JsonCommand.h>
+#include <tools/local/exchange/RandomText.h>
+#include <tools/local/exchange/RequestError.h>
+#include <tools/local/exchange/UtcTime.h>
+#include <tools/local/server/AsciiText.h>
+
+namespace lithmar::local::endpoints {
+namespace {
+
+// How the commands of one endpoint differ.
+struct ImportKind {
+    const char* job;            // JobRecord::kind
+    const char* what;           // for messages: "geologic model"
+    bool singleStream;          // "fcsStreamId" rather than "fcsStreamIds"
+    bool named;                 // carries "name"
+    bool hasCrs;                // carries "crs"
+    const char* existingIdKey;  // "existingGeoId", or nullptr
+    const char* existingKind;   // the site object kind the existing id names
+};
+
+constexpr ImportKind kBoreholes{"boreholes", "borehole import", false, false, true, nullptr, nullptr};
+constexpr ImportKind kIntervalSet{"boreholeIntervalSet", "borehole interval set", true, true, false, nullptr, nullptr};
+constexpr ImportKind kFieldObservation{"fieldObservation", "field observation", false, true, true,
+                                       "existingFieldObservationId", "PointSampleSet"};
+constexpr ImportKind kGeo{"geo", "geologic model", false, true, true, "existingGeoId", "GeologicModel"};
+constexpr ImportKind kTerrain{"terrain", "terrain", false, true, true, "existingTerrainId", "Terrain"};
+
+std::vector<std::string> streamIdsOf(const ImportKind& kind, const Json& command)
+{
+    if (kind.singleStream) {
+        return {requiredText(command, "fcsStreamId")};
+    }
+    return requiredStringList(command, "fcsStreamIds");
+}
+
+void checkStreams(ExchangeContext& context, const std::string& sessionId, const std::vector<std::string>& streamIds)
+{
+    const UploadSession session = context.uploadSessionOrNotFound(sessionId);
+    for (const std::string& streamId : streamIds) {
+        if (!session.hasStream(streamId)) {
+            throw RequestError(400, "the stream \"" + streamId + "\" is not part of the upload session \"" +
+                                        sessionId + "\"");
+        }
+    }
+}
+
+// The name of the job: required for a new object, optional when the command
+// adds to an existing one (whose id it returns through `existingId`).
+std::string checkedName(const ImportKind& kind, const Json& command, const std::string& existingId)
+{
+    if (!kind.named) {
+        return {};
+    }
+    std::string name = optionalString(command, "name");
+    if (trimmed(name).empty() && existingId.empty()) {
+        throw RequestError(400, std::string("the field \"name\" must name the new ") + kind.what +
+                                    (kind.existingIdKey ? std::string(" (or \"") + kind.existingIdKey +
+                                                              "\" must name an existing one)"
+                                                        : std::string()));
+    }
+    return name;
+}
+
+void checkExisting(ExchangeContext& context, const ImportKind& kind, const std::string& siteId,
+                   const std::string& existingId)
+{
+    if (existingId.empty()) {
+        return;
+    }
+    const auto object = context.store.sites().object(existingId);
+    if (!object || object->kind != kind.existingKind || object->siteId != siteId) {
+        throw RequestError(404, std::string("the site \"") + siteId + "\" has no " + kind.what + " with the id \"" +
+                                    existingId + "\" (" + kind.existingIdKey + ")");
+    }
+}
+
+Response importFiles(ExchangeContext& context, const RecordedRequest& request, const ImportKind& kind)
+{
+    const Json command = commandObject(request);
+    const std::string sessionId = requiredText(command, "sessionId");
+    const auto streamIds = streamIdsOf(kind, command);
+    const std::string siteId = requiredText(command, "siteId");
+    const std::string existingId = kind.existingIdKey ? optionalString(command, kind.existingIdKey) : "";
+    const std::string name = checkedName(kind, command, existingId);
+    const std::string crs = kind.hasCrs ? optionalString(command, "crs") : "";
+    // Checked for its type only: the job runner decides what each import
+    // type means.
+    optionalString(command, "importType");
+
+    checkStreams(context, sessionId, streamIds);
+    context.siteOrNotFound(siteId);
+    if (!crs.empty()) {
+        crsOrBadRequest(crs);
+    }
+    checkExisting(context, kind, siteId, existingId);
+
+    const JobRecord job{"job-" + randomHex(20), kind.job, kJobQueued, siteId, name, sessionId, request.body, utcNow()};
+    if (!context.store.jobs().enqueue(job, context.jobQueueCapacity)) {
+        Json full = context.answerHead("QUEUE_FULL");
+        full["jobId"] = "QUEUE_FULL";
+        return jsonAnswer(200, full);
+    }
+    Json answer = context.answerHead("ACCEPTED");
+    answer["jobId"] = job.id;
+    return jsonAnswer(200, answer);
+}
+
+} // namespace
+
+Response importBoreholes(ExchangeContext& context, const RecordedRequest& request)
+{
+    return importFiles(context, request, kBoreholes);
+}
+
+Response importBoreholeIntervalSet(ExchangeContext& context, const RecordedRequest& request)
+{
+    return importFiles(context, request, kIntervalSet);
+}
+
+Response importFieldObservation(ExchangeContext& context, const RecordedRequest& request)
+{
+    return importFiles(context, request, kFieldObservation);
+}
+
+Response importGeo(ExchangeContext& context, const RecordedRequest& request)
+{
+    return importFiles(context, request, kGeo);
+}
+
+Response importTerrain(ExchangeContext& context, const RecordedRequest& request)
+{
+    return importFiles(context, request, kTerrain);
+}
+
+} // namespace lithmar::local::endpoints

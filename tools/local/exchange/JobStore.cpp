@@ -1,0 +1,59 @@
+#include <tools/local/exchange/JobStore.h>
+
+namespace lithmar::local {
+
+void JobStore::createTables(Database::Connection& connection)
+{
+    connection.execute(R"(
+        CREATE TABLE IF NOT EXISTS jobs (
+            id TEXT PRIMARY KEY,
+            kind TEXT NOT NULL,
+            status TEXT NOT NULL,
+            site_id TEXT NOT NULL REFERENCES sites(id),
+            name TEXT NOT NULL,
+            upload_session_id TEXT NOT NULL REFERENCES upload_sessions(id),
+            command TEXT NOT NULL,
+            created TEXT NOT NULL);
+        CREATE INDEX IF NOT EXISTS jobs_by_status ON jobs(status);)");
+}
+
+bool JobStore::enqueue(const JobRecord& job, std::size_t capacity)
+{
+    auto connection = m_database.connect();
+    Transaction transaction(connection);
+    auto queued = connection.prepare("SELECT COUNT(*) FROM jobs WHERE status = ?1");
+    queued.bind(1, kJobQueued);
+    queued.step();
+    if (static_cast<std::size_t>(queued.integer(0)) >= capacity) {
+        return false;
+    }
+    connection
+        .prepare("INSERT INTO jobs (id, kind, status, site_id, name, upload_session_id, command, created) "
+                 "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)")
+        .bind(1, job.id)
+        .bind(2, job.kind)
+        .bind(3, kJobQueued)
+        .bind(4, job.siteId)
+        .bind(5, job.name)
+        .bind(6, job.uploadSessionId)
+        .bind(7, job.command)
+        .bind(8, job.created)
+        .run();
+    transaction.commit();
+    return true;
+}
+
+std::vector<JobRecord> JobStore::jobs()
+{
+    auto connection = m_database.connect();
+    auto query = connection.prepare(
+        "SELECT id, kind, status, site_id, name, upload_session_id, command, created FROM jobs ORDER BY rowid");
+    std::vector<JobRecord> jobs;
+    while (query.step()) {
+        jobs.push_back({query.text(0), query.text(1), query.text(2), query.text(3), query.text(4), query.text(5),
+                        query.text(6), query.text(7)});
+    }
+    return jobs;
+}
+
+} // namespace lithmar::local

@@ -1,0 +1,20 @@
+#include <tools/local/exchange/JsonAnswer.h>
+
+namespace lithmar::local {
+
+std::string jsonText(const Json& value)
+{
+    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Response jsonAnswer(int status, const Json& body)
+{
+    return Response::json(status, jsonText(body));
+}
+
+Response jsonError(int status, std::string_view message)
+{
+    return jsonAnswer(status, Json{{"error", message}});
+}
+
+} // namespace lithmar::local

@@ -1,0 +1,126 @@
+#include <tools/local/exchange/SiteStore.h>
+
+#include <nlohmann/json.hpp>
+
+namespace lithmar::local {
+namespace {
+
+constexpr const char* kSiteColumns = "id, name, description, crs, unit_of_measure, modified";
+constexpr const char* kObjectColumns = "id, site_id, parent_id, kind, name, modified, details";
+
+SiteRecord readSite(const Statement& row)
+{
+    return {row.text(0), row.text(1), row.text(2), row.text(3), row.text(4), row.text(5)};
+}
+
+SiteObject readObject(const Statement& row)
+{
+    SiteObject object{row.text(0), row.text(1), row.text(2), row.text(3), row.text(4), row.text(5), {}};
+    object.details = nlohmann::json::parse(row.text(6)).get<std::map<std::string, std::string>>();
+    return object;
+}
+
+} // namespace
+
+void SiteStore::createTables(Database::Connection& connection)
+{
+    connection.execute(R"(
+        CREATE TABLE IF NOT EXISTS sites (
+            id TEXT PRIMARY KEY,
+            name TEXT NOT NULL UNIQUE,
+            description TEXT NOT NULL,
+            crs TEXT NOT NULL,
+            unit_of_measure TEXT NOT NULL,
+            modified TEXT NOT NULL);
+        CREATE TABLE IF NOT EXISTS site_objects (
+            id TEXT PRIMARY KEY,
+            site_id TEXT NOT NULL REFERENCES sites(id),
+            parent_id TEXT NOT NULL,
+            kind TEXT NOT NULL,
+            name TEXT NOT NULL,
+            modified TEXT NOT NULL,
+            details TEXT NOT NULL);
+        CREATE INDEX IF NOT EXISTS site_objects_by_site ON site_objects(site_id);)");
+}
+
+std::vector<SiteRecord> SiteStore::sites()
+{
+    auto connection = m_database.connect();
+    auto query = connection.prepare(std::string("SELECT ") + kSiteColumns + " FROM sites ORDER BY rowid");
+    std::vector<SiteRecord> sites;
+    while (query.step()) {
+        sites.push_back(readSite(query));
+    }
+    return sites;
+}
+
+std::optional<SiteRecord> SiteStore::site(const std::string& id)
+{
+    auto connection = m_database.connect();
+    auto query = connection.prepare(std::string("SELECT ") + kSiteColumns + " FROM sites WHERE id = ?1");
+    query.bind(1, id);
+    if (!query.step()) {
+        return std::nullopt;
+    }
+    return readSite(query);
+}
+
+bool SiteStore::createSite(const SiteRecord& site, const std::vector<SiteObject>& objects)
+{
+    auto connection = m_database.connect();
+    Transaction transaction(connection);
+    auto existing = connection.prepare("SELECT 1 FROM sites WHERE name = ?1");
+    existing.bind(1, site.name);
+    if (existing.step()) {
+        return false;
+    }
+    connection.prepare(std::string("INSERT INTO sites (") + kSiteColumns + ") VALUES (?1, ?2, ?3, ?4, ?5, ?6)")
+        .bind(1, site.id)
+        .bind(2, site.name)
+        .bind(3, site.description)
+        .bind(4, site.crs)
+        .bind(5, site.unitOfMeasure)
+        .bind(6, site.modificationDate)
+        .run();
+    for (const SiteObject& object : objects) {
+        connection
+            .prepare(std::string("INSERT INTO site_objects (") + kObjectColumns +
+                     ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)")
+            .bind(1, object.id)
+            .bind(2, site.id)
+            .bind(3, object.parentId)
+            .bind(4, object.kind)
+            .bind(5, object.name)
+            .bind(6, object.modificationDate)
+            .bind(7, nlohmann::json(object.details).dump())
+            .run();
+    }
+    transaction.commit();
+    return true;
+}
+
+std::vector<SiteObject> SiteStore::objects(const std::string& siteId)
+{
+    auto connection = m_database.connect();
+    auto query =
+        connection.prepare(std::string("SELECT ") + kObjectColumns + " FROM site_objects WHERE site_id = ?1 ORDER BY rowid");
+    query.bind(1, siteId);
+    std::vector<SiteObject> objects;
+    while (query.step()) {
+        objects.push_back(readObject(query));
+    }
+    return objects;
+}
+
+std::optional<SiteObject> SiteStore::object(const std::string& id)
+{
+    auto connection = m_database.connect();
+    auto query = connection.prepare(std::string("SELECT ") + kObjectColumns + " FROM site_objects WHERE id = ?1");
+    query.bind(1, id);
+    if (!query.step()) {
+        return std::nullopt;
+    }
+    return readObject(query);
+}
+
+} // namespace lithmar::local

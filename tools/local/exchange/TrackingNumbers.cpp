@@ -1,0 +1,18 @@
+#include <tools/local/exchange/TrackingNumbers.h>
+
+#include <tools/local/exchange/RandomText.h>
+
+#include <cstdio>
+
+namespace lithmar::local {
+
+TrackingNumbers::TrackingNumbers() : m_run(randomHex(8)) {}
+
+std::string TrackingNumbers::next()
+{
+    char serial[24];
+    std::snprintf(serial, sizeof serial, "%06llu", static_cast<unsigned long long>(++m_serial));
+    return "LX-" + m_run + "-" + serial;
+}
+
+} // namespace lithmar::local

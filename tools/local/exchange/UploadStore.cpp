@@ -1,0 +1,85 @@
+#include <tools/local/exchange/UploadStore.h>
+
+namespace lithmar::local {
+
+void UploadStore::createTables(Database::Connection& connection)
+{
+    connection.execute(R"(
+        CREATE TABLE IF NOT EXISTS upload_sessions (
+            id TEXT PRIMARY KEY,
+            created TEXT NOT NULL,
+            finished TEXT NOT NULL);
+        CREATE TABLE IF NOT EXISTS upload_streams (
+            id TEXT PRIMARY KEY,
+            session_id TEXT NOT NULL REFERENCES upload_sessions(id),
+            slot INTEGER NOT NULL,
+            ticket TEXT NOT NULL,
+            receipt TEXT NOT NULL);
+        CREATE INDEX IF NOT EXISTS upload_streams_by_session ON upload_streams(session_id);)");
+}
+
+void UploadStore::createSession(const UploadSession& session)
+{
+    auto connection = m_database.connect();
+    Transaction transaction(connection);
+    connection.prepare("INSERT INTO upload_sessions (id, created, finished) VALUES (?1, ?2, ?3)")
+        .bind(1, session.id)
+        .bind(2, session.created)
+        .bind(3, session.finished)
+        .run();
+    std::int64_t slot = 0;
+    for (const UploadStream& stream : session.streams) {
+        connection
+            .prepare("INSERT INTO upload_streams (id, session_id, slot, ticket, receipt) VALUES (?1, ?2, ?3, ?4, ?5)")
+            .bind(1, stream.id)
+            .bind(2, session.id)
+            .bind(3, slot++)
+            .bind(4, stream.ticket)
+            .bind(5, stream.receipt)
+            .run();
+    }
+    transaction.commit();
+}
+
+std::optional<UploadSession> UploadStore::session(const std::string& id)
+{
+    auto connection = m_database.connect();
+    auto header = connection.prepare("SELECT created, finished FROM upload_sessions WHERE id = ?1");
+    header.bind(1, id);
+    if (!header.step()) {
+        return std::nullopt;
+    }
+    UploadSession session{id, header.text(0), header.text(1), {}};
+    auto streams =
+        connection.prepare("SELECT id, ticket, receipt FROM upload_streams WHERE session_id = ?1 ORDER BY slot");
+    streams.bind(1, id);
+    while (streams.step()) {
+        session.streams.push_back({streams.text(0), streams.text(1), streams.text(2)});
+    }
+    return session;
+}
+
+bool UploadStore::finish(const std::string& sessionId, const std::string& when,
+                         const std::map<std::string, std::string>& receipts)
+{
+    auto connection = m_database.connect();
+    Transaction transaction(connection);
+    connection.prepare("UPDATE upload_sessions SET finished = ?2 WHERE id = ?1 AND finished = ''")
+        .bind(1, sessionId)
+        .bind(2, when)
+        .run();
+    if (connection.changes() == 0) {
+        return false;
+    }
+    for (const auto& [streamId, receipt] : receipts) {
+        connection.prepare("UPDATE upload_streams SET receipt = ?3 WHERE id = ?1 AND session_id = ?2")
+            .bind(1, streamId)
+            .bind(2, sessionId)
+            .bind(3, receipt)
+            .run();
+    }
+    transaction.commit();
+    return true;
+}
+
+} // namespace lithmar::local

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <tools/local/server/RecordedRequest.h>
+
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lithmar::local {
+
+// One request as the session bookkeeping saw it.
+struct SessionVisit {
+    std::string sessionId; // the JSESSIONID the request belongs to
+    bool opened = false;   // the answer handed this session out (Set-Cookie)
+    std::string method;
+    std::string target;
+};
+
+// The platform's web sessions, kept the way its application servers keep
+// them: a request without a known JSESSIONID cookie gets a new session in two
+// cookies, JSESSIONID (the session) and SERVERID (the node that holds it, for
+// the load balancer's stickiness). Cookies have Path=/, so the services on
+// the platform's host share the sessions. Kept in memory only: a restarted
+// platform has forgotten them, like a restarted server.
+class WebSessions {
+public:
+    struct Admission {
+        std::string sessionId;
+        bool opened = false; // a new session: send cookieHeaders()
+    };
+
+    explicit WebSessions(std::string nodeName = "lithmar-local-1");
+
+    // The session `request` belongs to, opened now when its cookies name no
+    // known session. Records the visit. Safe from any thread.
+    Admission admit(const RecordedRequest& request);
+    // The two Set-Cookie header lines that hand out `sessionId`.
+    std::vector<Header> cookieHeaders(const std::string& sessionId) const;
+
+    // The most recent visits (up to kMaxVisits), oldest first.
+    std::vector<SessionVisit> visits() const;
+    std::size_t sessionCount() const;
+    void clearVisits();
+    const std::string& nodeName() const { return m_nodeName; }
+
+    // The value of cookie `name` in a Cookie header ("a=1; b=2"), if any.
+    static std::optional<std::string> cookieValue(std::string_view cookieHeader, std::string_view name);
+
+    static constexpr std::size_t kMaxVisits = 10000;
+
+private:
+    const std::string m_nodeName;
+    mutable std::mutex m_mutex;
+    std::set<std::string> m_sessions;
+    std::deque<SessionVisit> m_visits;
+};
+
+} // namespace lithmar::local
