@@ -1,0 +1,34 @@
+// lithmar-local: the local platform as a program.
+
+#include "ProgramOptions.h"
+#include "StopSignals.h"
+
+#include <tools/local/exchange/LocalPlatform.h>
+
+#include <exception>
+#include <iostream>
+
+int main(int argc, char** argv)
+{
+    using namespace lithmar::local;
+    int exitCode = 0;
+    const auto options = app::parseCommandLine(argc, argv, std::cout, std::cerr, exitCode);
+    if (!options) {
+        return exitCode;
+    }
+    try {
+        app::blockStopSignals();
+        LocalPlatform platform(*options);
+        platform.start();
+        // One line, flushed: scripts and tests wait for it before calling.
+        std::cout << "lithmar-local listening on " << platform.baseUrl() << " (data exchange: "
+                  << platform.exchangeUrl() << ")" << std::endl;
+        app::waitForStopSignal();
+        platform.stop();
+        std::cout << "lithmar-local stopped" << std::endl;
+        return 0;
+    } catch (const std::exception& e) {
+        std::cerr << "lithmar-local: " << e.what() << '\n';
+        return 1;
+    }
+}
