@@ -75,7 +75,8 @@ public:
     void clearScript();
 
     // Every request received so far, in the order they were complete (or cut
-    // off, see RecordedRequest::complete).
+    // off, see RecordedRequest::complete). A request whose head could not be
+    // parsed is answered with 400 or 431 but not recorded.
     std::vector<RecordedRequest> requests() const;
     void clearRequests();
     // Waits until `count` requests were received; false on time-out.

@@ -9,9 +9,12 @@
 
 namespace lithmar::local {
 
-// An answer to send. The server adds Content-Length (and Connection: close
-// when it closes the connection afterwards); everything else is up to the
-// handler, so that tests can send any header, odd ones included.
+// An answer to send. The server frames it: it sets Content-Length (a
+// handler's own Content-Length or Transfer-Encoding is dropped) and
+// Connection: close when it closes the connection afterwards. Everything
+// else is up to the handler, so that tests can send any header, odd ones
+// included; to send a body that does not match its framing, script a
+// Fault::garbage instead.
 struct Response {
     int status = 200;
     std::string reason; // "" for the standard reason phrase of the status
