@@ -44,9 +44,10 @@ bool isJsonContentType(std::string_view contentType)
 {
     const auto semicolon = contentType.find(';');
     const std::string mediaType = asciiLower(trimmed(contentType.substr(0, semicolon)));
+    const std::string_view prefix = "application/";
     const std::string_view suffix = "+json";
     const bool json = mediaType == "application/json" ||
-                      (mediaType.rfind("application/", 0) == 0 && mediaType.size() > suffix.size() &&
+                      (mediaType.rfind(prefix, 0) == 0 && mediaType.size() > prefix.size() + suffix.size() &&
                        mediaType.compare(mediaType.size() - suffix.size(), suffix.size(), suffix) == 0);
     if (!json) {
         return false;
