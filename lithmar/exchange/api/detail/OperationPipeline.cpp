@@ -1,0 +1,113 @@
+#include <lithmar/exchange/api/detail/OperationPipeline.h>
+
+#include <lithmar/exchange/session/SessionCookies.h>
+#include <lithmar/runtime/ApiException.h>
+#include <lithmar/runtime/JsonBody.h>
+#include <lithmar/runtime/MultipartFormData.h>
+#include <lithmar/runtime/Utf8.h>
+
+#include <sstream>
+
+namespace com::vantorel::lithmar::exploration::api::detail {
+namespace {
+
+const std::wstring kJson = L"application/json";
+const std::wstring kMultipart = L"multipart/form-data";
+
+std::wstring chooseResponseType(const Operation& operation)
+{
+    const auto& types = operation.responseTypes;
+    if (types.empty() || types.count(kJson)) {
+        return kJson;
+    }
+    if (types.count(kMultipart)) {
+        return kMultipart;
+    }
+    throw ApiException(400, L"DataExchangeApi->" + operation.name + L" does not produce any supported media type");
+}
+
+struct RequestBody {
+    std::shared_ptr<IHttpBody> body;
+    std::wstring contentType;
+};
+
+RequestBody chooseRequestBody(const Operation& operation)
+{
+    const auto& types = operation.requestTypes;
+    if (types.empty() || types.count(kJson)) {
+        if (!operation.hasBody) {
+            return {nullptr, kJson};
+        }
+        return {std::make_shared<JsonBody>(ModelBase::toJson(operation.body)), kJson};
+    }
+    if (types.count(kMultipart)) {
+        auto form = std::make_shared<MultipartFormData>();
+        if (operation.body) {
+            operation.body->toMultipart(form, L"body");
+        }
+        return {form, kMultipart + L"; boundary=" + form->getBoundary()};
+    }
+    throw ApiException(415, L"DataExchangeApi->" + operation.name + L" does not consume any supported media type");
+}
+
+std::shared_ptr<std::istream> contentOf(std::string body)
+{
+    return std::make_shared<std::stringstream>(std::move(body));
+}
+
+} // namespace
+
+void requireBody(const std::shared_ptr<ModelBase>& body, const std::wstring& operation)
+{
+    if (!body) {
+        throw ApiException(400, L"Missing required parameter 'body' when calling DataExchangeApi->" + operation);
+    }
+}
+
+pplx::task<Answer> send(const std::shared_ptr<ApiClient>& apiClient, std::wstring* sessionCookie, Operation operation)
+{
+    const auto configuration = apiClient->getConfiguration();
+    auto headers = configuration->getDefaultHeaders();
+    applySessionCookies(headers, *sessionCookie);
+
+    const std::wstring responseType = chooseResponseType(operation);
+    headers[L"Accept"] = responseType;
+    const RequestBody request = chooseRequestBody(operation);
+    headers[L"Content-Type"] = request.contentType;
+
+    const std::wstring name = operation.name;
+    return apiClient
+        ->callApiAndRetryOnError(operation.path, operation.method, operation.queryParams, request.body, headers, {},
+                                 {}, request.contentType)
+        .then([](web::http::http_response response) {
+            return response.extract_utf8string(true).then(
+                [response](std::string body) { return std::make_pair(response, std::move(body)); });
+        })
+        .then([name, responseType, sessionCookie](std::pair<web::http::http_response, std::string> received) {
+            auto& [response, body] = received;
+            const std::wstring prefix = L"error calling " + name + L": ";
+            if (response.status_code() >= 400) {
+                throw ApiException(response.status_code(), prefix + fromUtf8(response.reason_phrase()),
+                                   contentOf(std::move(body)));
+            }
+            const auto contentType = response.headers().find("Content-Type");
+            if (contentType != response.headers().end() &&
+                contentType->second.find(toUtf8(responseType)) == std::string::npos) {
+                throw ApiException(500, prefix + L"unexpected response type: " + fromUtf8(contentType->second),
+                                   contentOf(std::move(body)));
+            }
+            captureSessionCookies(response, *sessionCookie);
+            return Answer{responseType, std::move(body)};
+        });
+}
+
+void parseInto(ModelBase& result, const Answer& answer, const std::wstring& operation)
+{
+    if (answer.mediaType != kJson) {
+        throw ApiException(500, L"error calling " + operation + L": unsupported response type");
+    }
+    web::json::value json = web::json::value::parse(answer.body);
+    result.fromJson(json);
+}
+
+} // namespace com::vantorel::lithmar::exploration::api::detail
