@@ -1,0 +1,100 @@
+#include "Cli.h"
+
+#include "Commands.h"
+#include "Failure.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+
+namespace lithmar::xchng {
+
+namespace {
+
+constexpr const char* kDefaultUrl = "http://127.0.0.1:8480/lithmar-xchng";
+
+using Action = std::function<void(com::vantorel::lithmar::exploration::api::DataExchangeApi&, Output)>;
+
+void addDownloadCommand(CLI::App& parent, const char* name, bool feature, DownloadRequest& request, Action& action)
+{
+    auto* command = parent.add_subcommand(name, feature ? "Download a geologic feature's files"
+                                                        : "Download a geologic model's files");
+    command->add_option("id", request.id, "Identifier of the object")->required();
+    command->add_option("--format", request.format, "File format to ask for (the service decides the default)");
+    command->add_option("--detail-level", request.detailLevel, "Level of detail to ask for");
+    command->add_option("--crs", request.crs, "Coordinate reference system of the files");
+    command->add_option("-o,--output", request.outputDirectory, "Save the files in this directory");
+    command->callback([&request, &action, feature] {
+        request.feature = feature;
+        action = [&request](auto& api, Output output) { download(api, request, output); };
+    });
+}
+
+} // namespace
+
+int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
+{
+    CLI::App app{"xchng: talk to a geological data exchange service from the command line.\n"
+                 "Start a local one with lithmar-local."};
+    app.name("xchng");
+    app.require_subcommand(1);
+
+    Connection connection;
+    connection.url = kDefaultUrl;
+    bool json = false;
+    app.add_option("-u,--url", connection.url, "Base URL of the data exchange service")->capture_default_str();
+    app.add_option("-H,--header", connection.headers, "Header sent with every request, as \"Name: value\"");
+    app.add_option("-t,--timeout", connection.timeoutSeconds, "Seconds to wait for each answer")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
+    app.add_flag("--json", json, "Print the service's answers as JSON, for scripts");
+
+    Action action;
+
+    std::string siteName;
+    std::string siteId;
+    auto* sites = app.add_subcommand("sites", "List, create and show sites");
+    sites->require_subcommand(1);
+    sites->add_subcommand("list", "List the sites")->callback([&] { action = listSites; });
+    auto* create = sites->add_subcommand("create", "Create a site");
+    create->add_option("name", siteName, "Name of the new site")->required();
+    create->callback([&] { action = [&](auto& api, Output output) { createSite(api, siteName, output); }; });
+    auto* show = sites->add_subcommand("show", "Show a site's tree of objects");
+    show->add_option("id", siteId, "Identifier of the site")->required();
+    show->callback([&] { action = [&](auto& api, Output output) { showSite(api, siteId, output); }; });
+
+    app.add_subcommand("crs", "List the coordinate reference systems the service offers")->callback([&] {
+        action = listCrs;
+    });
+
+    DownloadRequest downloadRequest;
+    auto* downloads = app.add_subcommand("download", "Download geologic models and features");
+    downloads->require_subcommand(1);
+    addDownloadCommand(*downloads, "model", false, downloadRequest, action);
+    addDownloadCommand(*downloads, "feature", true, downloadRequest, action);
+
+    try {
+        std::vector<std::string> reversed(args.rbegin(), args.rend());
+        app.parse(reversed);
+    } catch (const CLI::CallForHelp& help) {
+        out << app.help();
+        return Ok;
+    } catch (const CLI::ParseError& failure) {
+        err << "xchng: " << failure.what() << "\nRun `xchng --help` for the commands and options.\n";
+        return Usage;
+    }
+    try {
+        auto api = connect(connection);
+        action(api, Output{out, json});
+        return Ok;
+    } catch (const std::invalid_argument& failure) {
+        err << "xchng: " << failure.what() << '\n';
+        return Usage;
+    } catch (...) {
+        const Failure failure = describe(std::current_exception(), connection.url);
+        err << "xchng: " << failure.message << '\n';
+        return failure.exitCode;
+    }
+}
+
+} // namespace lithmar::xchng
