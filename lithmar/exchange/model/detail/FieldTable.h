@@ -29,11 +29,14 @@ public:
         if constexpr (extendsModel) {
             // The base's members move over as they are, so its keys stay first.
             web::json::value inherited = model.Base::toJson();
-            for (auto& member : inherited.as_object()) {
+            web::json::object& inheritedMembers = inherited.as_object();
+            members.reserve(inheritedMembers.size() + fieldCount);
+            for (auto& member : inheritedMembers) {
                 members.push_back(std::move(member));
             }
+        } else {
+            members.reserve(fieldCount);
         }
-        members.reserve(members.size() + sizeof...(Fields));
         std::apply([&](const auto&... field) { (field.writeJson(model, members), ...); }, m_fields);
         return web::json::value::object(std::move(members), true);
     }
