@@ -15,11 +15,12 @@ set(_modelgen_scripts
 set(_model_header_dir ${PROJECT_BINARY_DIR}/include/lithmar/exchange/model)
 set(_model_source_dir ${PROJECT_BINARY_DIR}/generated/lithmar/exchange/model)
 
-# The class list decides the generated file names, so configuring again is
+# -B everywhere: the generator runs from the source tree, which gets no
+# bytecode caches. The class list decides the generated file names, so configuring again is
 # needed whenever the schema changes (a bad schema fails here, early).
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${_model_schema} ${_modelgen_scripts})
 execute_process(
-  COMMAND ${Python3_EXECUTABLE} ${_modelgen_dir}/modelgen.py ${_model_schema} --list
+  COMMAND ${Python3_EXECUTABLE} -B ${_modelgen_dir}/modelgen.py ${_model_schema} --list
   OUTPUT_VARIABLE _model_classes
   ERROR_VARIABLE _modelgen_error
   RESULT_VARIABLE _modelgen_result)
@@ -38,7 +39,7 @@ endforeach()
 
 add_custom_command(
   OUTPUT ${_model_headers} ${_model_sources}
-  COMMAND ${Python3_EXECUTABLE} ${_modelgen_dir}/modelgen.py ${_model_schema} ${_model_header_dir} ${_model_source_dir}
+  COMMAND ${Python3_EXECUTABLE} -B ${_modelgen_dir}/modelgen.py ${_model_schema} ${_model_header_dir} ${_model_source_dir}
   DEPENDS ${_model_schema} ${_modelgen_scripts}
   COMMENT "Generating the model classes from models.json"
   VERBATIM)
