@@ -97,12 +97,25 @@ void Connection::readRequest()
     parseBuffered();
 }
 
+namespace {
+
+// Reading the next piece of a request continues the current chain of work;
+// telling Asio so lets the thread that read one piece go on with the next
+// instead of handing it to another thread.
+struct ContinueReading {
+    std::shared_ptr<Connection> connection;
+    void (Connection::*onRead)(beast::error_code, std::size_t);
+
+    void operator()(beast::error_code error, std::size_t size) { ((*connection).*onRead)(error, size); }
+
+    friend bool asio_handler_is_continuation(ContinueReading*) { return true; }
+};
+
+} // namespace
+
 void Connection::readMore()
 {
-    m_stream.async_read_some(m_buffer.prepare(kReadSize),
-                             [self = shared_from_this()](beast::error_code error, std::size_t size) {
-                                 self->onRead(error, size);
-                             });
+    m_stream.async_read_some(m_buffer.prepare(kReadSize), ContinueReading{shared_from_this(), &Connection::onRead});
 }
 
 void Connection::onRead(beast::error_code error, std::size_t size)
