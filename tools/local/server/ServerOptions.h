@@ -13,7 +13,9 @@ struct ServerOptions {
     // 0 picks a free port; a fixed one lets a test start the server late on
     // a port that a client is already trying (connection refused, retried).
     std::uint16_t port = 0;
-    // Threads running connections and handlers.
+    // Threads running connections and handlers. Connections are dealt to
+    // the threads in turn and each stays on its thread, so a handler that
+    // blocks holds up the other connections of its thread, not all of them.
     std::size_t threads = 2;
     // Bytes of each body and of each multipart part kept in memory; the rest
     // is only counted and checksummed.

@@ -77,7 +77,7 @@ Connection::Connection(tcp::socket socket, ServerContext& context, std::uint64_t
 
 void Connection::start()
 {
-    // Onto the connection's strand before touching the socket.
+    // Onto the connection's thread before touching the socket.
     asio::dispatch(m_stream.get_executor(), [self = shared_from_this()] { self->readRequest(); });
 }
 

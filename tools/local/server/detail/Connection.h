@@ -22,9 +22,9 @@ namespace lithmar::local::detail {
 
 // One client connection: reads requests one after the other (keep-alive,
 // pipelining), records them, carries out scripted faults and answers through
-// the router. Every step is an asynchronous operation on the connection's
-// strand; the object lives as long as one of them is pending, so destroying
-// the io_context ends every connection at once.
+// the router. Every step is an asynchronous operation on the io_context of
+// the connection's thread; the object lives as long as one of them is
+// pending, so destroying the io_context ends its connections at once.
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
     Connection(boost::asio::ip::tcp::socket socket, ServerContext& context, std::uint64_t serial);

@@ -2,8 +2,6 @@
 
 #include <tools/local/server/detail/Connection.h>
 
-#include <boost/asio/strand.hpp>
-
 #include <iostream>
 #include <system_error>
 
@@ -28,8 +26,12 @@ void check(const boost::system::error_code& error, const char* step, const tcp::
 
 } // namespace
 
-Listener::Listener(asio::io_context& io, const tcp::endpoint& endpoint, ServerContext& context)
-    : m_io(io), m_acceptor(io), m_retryTimer(io), m_context(context)
+Listener::Listener(std::vector<asio::io_context*> connectionContexts, const tcp::endpoint& endpoint,
+                   ServerContext& context)
+    : m_connectionContexts(std::move(connectionContexts)),
+      m_acceptor(*m_connectionContexts.front()),
+      m_retryTimer(*m_connectionContexts.front()),
+      m_context(context)
 {
     boost::system::error_code error;
     m_acceptor.open(endpoint.protocol(), error);
@@ -56,8 +58,10 @@ std::uint16_t Listener::port() const
 
 void Listener::acceptNext()
 {
+    asio::io_context& connectionContext = *m_connectionContexts[m_nextContext];
+    m_nextContext = (m_nextContext + 1) % m_connectionContexts.size();
     m_acceptor.async_accept(
-        asio::make_strand(m_io), [self = shared_from_this()](boost::system::error_code error, tcp::socket socket) {
+        connectionContext, [self = shared_from_this()](boost::system::error_code error, tcp::socket socket) {
             if (error == asio::error::operation_aborted) {
                 return;
             }

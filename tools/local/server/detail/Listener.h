@@ -8,15 +8,19 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace lithmar::local::detail {
 
-// Accepts connections and starts a Connection for each.
+// Accepts connections and starts a Connection for each, on the io_contexts
+// of the server's threads in turn.
 class Listener : public std::enable_shared_from_this<Listener> {
 public:
     // Binds and listens right away, so that the port is known and taken when
     // the constructor returns. Throws std::system_error naming the address.
-    Listener(boost::asio::io_context& io, const boost::asio::ip::tcp::endpoint& endpoint, ServerContext& context);
+    // The listener itself runs on the first of `connectionContexts`.
+    Listener(std::vector<boost::asio::io_context*> connectionContexts, const boost::asio::ip::tcp::endpoint& endpoint,
+             ServerContext& context);
 
     void start();
     std::uint16_t port() const;
@@ -24,7 +28,8 @@ public:
 private:
     void acceptNext();
 
-    boost::asio::io_context& m_io;
+    const std::vector<boost::asio::io_context*> m_connectionContexts;
+    std::size_t m_nextContext = 0; // only touched by the listener's own thread
     boost::asio::ip::tcp::acceptor m_acceptor;
     boost::asio::steady_timer m_retryTimer;
     ServerContext& m_context;

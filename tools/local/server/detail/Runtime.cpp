@@ -23,36 +23,44 @@ boost::asio::ip::address listenAddress(const std::string& text)
 } // namespace
 
 Runtime::Runtime(ServerContext& context, std::uint16_t port)
-    : m_io(static_cast<int>(std::max<std::size_t>(context.options.threads, 1)))
 {
-    m_listener = std::make_shared<Listener>(m_io, boost::asio::ip::tcp::endpoint(listenAddress(context.options.address), port),
-                                            context);
+    const std::size_t threads = std::max<std::size_t>(context.options.threads, 1);
+    std::vector<boost::asio::io_context*> contexts;
+    for (std::size_t i = 0; i < threads; ++i) {
+        // One thread per io_context: Asio may skip the wake-ups of others.
+        m_contexts.push_back(std::make_unique<boost::asio::io_context>(1));
+        m_idleGuards.push_back(boost::asio::make_work_guard(*m_contexts.back()));
+        contexts.push_back(m_contexts.back().get());
+    }
+    m_listener = std::make_shared<Listener>(
+        contexts, boost::asio::ip::tcp::endpoint(listenAddress(context.options.address), port), context);
     m_port = m_listener->port();
     m_listener->start();
-    for (std::size_t i = 0; i < std::max<std::size_t>(context.options.threads, 1); ++i) {
-        m_threads.emplace_back([this] { runLoop(); });
+    for (const auto& io : m_contexts) {
+        m_threads.emplace_back([&io = *io] { runLoop(io); });
     }
 }
 
 Runtime::~Runtime()
 {
-    m_io.stop();
+    for (const auto& io : m_contexts) {
+        io->stop();
+    }
     for (std::thread& thread : m_threads) {
         thread.join();
     }
-    // The listener and the connections go with the io_context's pending
-    // operations, which it destroys last.
+    // The listener and the connections go with the io_contexts' pending
+    // operations, which they destroy last.
     m_listener.reset();
 }
 
-void Runtime::runLoop()
+void Runtime::runLoop(boost::asio::io_context& io)
 {
-    // The pending accept keeps run() going until stop(). An exception that
-    // escapes a handler ends only that handler's connection: the server goes
-    // on serving the others.
+    // An exception that escapes a handler ends only that handler's
+    // connection: the server goes on serving the others.
     for (;;) {
         try {
-            m_io.run();
+            io.run();
             return;
         } catch (const std::exception& e) {
             std::cerr << "lithmar-local: unexpected error in a connection: " << e.what() << '\n';
