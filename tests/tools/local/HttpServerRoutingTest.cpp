@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -238,6 +239,28 @@ TEST_F(HttpServerRoutingTest, ServesManyClientsAtOnce)
     EXPECT_EQ(handled, kClients * kRequestsEach);
     EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(kClients * kRequestsEach));
     EXPECT_EQ(server.acceptedConnections(), static_cast<std::size_t>(kClients));
+}
+
+TEST(HttpServerThreadsTest, ABlockedHandlerHoldsUpOnlyTheConnectionsOfItsThread)
+{
+    HttpServer server; // two threads: the first connection on one, the second on the other
+    std::promise<void> release;
+    const std::shared_future<void> released = release.get_future().share();
+    server.route("GET", "/blocked", [released](const RecordedRequest&) {
+        released.wait_for(std::chrono::seconds(20));
+        return text("released");
+    });
+    server.route("GET", "/free", [](const RecordedRequest&) { return text("free"); });
+    server.start();
+
+    RawClient blocked(server.port());
+    blocked.send(requestText("GET", "/blocked"));
+    ASSERT_TRUE(server.waitForRequests(1));
+    RawClient other(server.port());
+    other.send(requestText("GET", "/free"));
+    EXPECT_EQ(other.readResponse().body, "free");
+    release.set_value();
+    EXPECT_EQ(blocked.readResponse().body, "released");
 }
 
 TEST(HttpServerRequestLogFileTest, WritesOneLinePerRequest)
