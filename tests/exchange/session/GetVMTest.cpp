@@ -60,7 +60,7 @@ TEST_F(GetVMTest, AnErrorStatusStillYieldsTheCookies)
 
 TEST_F(GetVMTest, ATransportFailureFailsTheTask)
 {
-    server.script("GET", "/{rest...}", local::Fault::garbage("not http"));
+    server.script("GET", "/{rest...}", local::Fault::garbage("not http"), local::FaultScript::kForever);
     std::wstring cookies;
     EXPECT_THROW(api::getVM(client, cookies, L"/x").get(), web::http::http_exception);
 }
