@@ -35,6 +35,13 @@ TEST(ApiObject, ANullClientFailsOnlyWhenUsed)
     api::DataExchangeApi api(nullptr);
     api.setAsyncResponseTimeOut(10);
     EXPECT_EQ(api.getApiClient(), nullptr);
+    try {
+        (void)api.getCrs();
+        FAIL() << "no failure";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_STREQ(error.what(),
+                     "DataExchangeApi->getCrs: the API object was built without an ApiClient; construct it with one");
+    }
 }
 
 class SessionCookies : public testing::Test {

@@ -7,6 +7,7 @@
 #include <lithmar/runtime/Utf8.h>
 
 #include <sstream>
+#include <stdexcept>
 
 namespace com::vantorel::lithmar::exploration::api::detail {
 namespace {
@@ -66,6 +67,10 @@ void requireBody(const std::shared_ptr<ModelBase>& body, const std::wstring& ope
 
 pplx::task<Answer> send(const std::shared_ptr<ApiClient>& apiClient, std::wstring* sessionCookie, Operation operation)
 {
+    if (!apiClient) {
+        throw std::invalid_argument("DataExchangeApi->" + toUtf8(operation.name) +
+                                    ": the API object was built without an ApiClient; construct it with one");
+    }
     const auto configuration = apiClient->getConfiguration();
     auto headers = configuration->getDefaultHeaders();
     applySessionCookies(headers, *sessionCookie);
