@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -77,6 +79,16 @@ public:
     bool step();
     // Steps to the end, for statements that write.
     void run();
+    // Every remaining row, as `read` makes it from the statement.
+    template <class Read>
+    auto rows(Read read) -> std::vector<decltype(read(std::declval<const Statement&>()))>
+    {
+        std::vector<decltype(read(std::declval<const Statement&>()))> all;
+        while (step()) {
+            all.push_back(read(*this));
+        }
+        return all;
+    }
 
     std::string text(int column) const;
     std::int64_t integer(int column) const;

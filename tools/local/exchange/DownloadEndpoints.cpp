@@ -11,22 +11,23 @@
 namespace lithmar::local::endpoints {
 namespace {
 
-struct DownloadKind {
-    const char* pathPrefix; // after the base path, up to the id
-    const char* objectKind; // SiteObject::kind
-    const char* what;       // for messages
-    const char* idKey;      // the answer's key for the id
-};
-
-constexpr DownloadKind kModel{"/geology/geologicmodels/v1/", "GeologicModel", "geologic model", "geologicModelId"};
-constexpr DownloadKind kFeature{"/geology/geologicfeatures/v1/", "Feature", "geologic feature", "geologicFeatureId"};
-
 std::string parameter(const std::map<std::string, std::string>& query, const char* name)
 {
     // The client always sends the three parameters; an absent one counts as
     // empty, as the platform takes it.
     const auto found = query.find(name);
     return found == query.end() ? std::string() : found->second;
+}
+
+} // namespace
+
+const std::vector<DownloadKind>& downloadKinds()
+{
+    static const std::vector<DownloadKind> kinds{
+        {"/geology/geologicmodels/v1/", "GeologicModel", "geologic model", "geologicModelId"},
+        {"/geology/geologicfeatures/v1/", "Feature", "geologic feature", "geologicFeatureId"},
+    };
+    return kinds;
 }
 
 Response download(ExchangeContext& context, const RecordedRequest& request, const DownloadKind& kind)
@@ -52,18 +53,6 @@ Response download(ExchangeContext& context, const RecordedRequest& request, cons
     answer[kind.idKey] = id;
     answer["files"] = std::move(files);
     return jsonAnswer(200, answer);
-}
-
-} // namespace
-
-Response downloadGeologicModel(ExchangeContext& context, const RecordedRequest& request)
-{
-    return download(context, request, kModel);
-}
-
-Response downloadGeologicFeature(ExchangeContext& context, const RecordedRequest& request)
-{
-    return download(context, request, kFeature);
 }
 
 } // namespace lithmar::local::endpoints

@@ -3,6 +3,8 @@
 #include <tools/local/exchange/ExchangeContext.h>
 #include <tools/local/server/Response.h>
 
+#include <vector>
+
 namespace lithmar::local::endpoints {
 
 // The data exchange endpoints, one function each. They throw RequestError
@@ -23,16 +25,32 @@ Response startUpload(ExchangeContext& context, const RecordedRequest& request);
 // POST /upload/v1/finish {"sessionId", "fcsReceipts"}
 Response finishUpload(ExchangeContext& context, const RecordedRequest& request);
 
-// POST /exploration/{boreholes,boreholeintervalsets,fieldobservations,geos,terrains}/v1
-Response importBoreholes(ExchangeContext& context, const RecordedRequest& request);
-Response importBoreholeIntervalSet(ExchangeContext& context, const RecordedRequest& request);
-Response importFieldObservation(ExchangeContext& context, const RecordedRequest& request);
-Response importGeo(ExchangeContext& context, const RecordedRequest& request);
-Response importTerrain(ExchangeContext& context, const RecordedRequest& request);
+// How the import commands of one endpoint differ.
+struct ImportKind {
+    const char* path;          // after the base path: "/exploration/geos/v1"
+    const char* job;           // JobRecord::kind
+    const char* what;          // for messages: "geologic model"
+    bool singleStream;         // "fcsStreamId" rather than "fcsStreamIds"
+    bool named;                // carries "name"
+    bool hasCrs;               // carries "crs"
+    const char* existingIdKey; // "existingGeoId", or nullptr
+    const char* existingKind;  // the site object kind the existing id names
+};
+// Boreholes, borehole interval sets, field observations, geos, terrains.
+const std::vector<ImportKind>& importKinds();
+// POST <kind.path>
+Response importFiles(ExchangeContext& context, const RecordedRequest& request, const ImportKind& kind);
 
-// GET /geology/geologicmodels/v1/{id}?format=&detailLevel=&crs=
-Response downloadGeologicModel(ExchangeContext& context, const RecordedRequest& request);
-// GET /geology/geologicfeatures/v1/{id}?format=&detailLevel=&crs=
-Response downloadGeologicFeature(ExchangeContext& context, const RecordedRequest& request);
+// How the two download endpoints differ.
+struct DownloadKind {
+    const char* pathPrefix; // after the base path, up to the id
+    const char* objectKind; // SiteObject::kind
+    const char* what;       // for messages
+    const char* idKey;      // the answer's key for the id
+};
+// Geologic models, geologic features.
+const std::vector<DownloadKind>& downloadKinds();
+// GET <kind.pathPrefix>{id}?format=&detailLevel=&crs=
+Response download(ExchangeContext& context, const RecordedRequest& request, const DownloadKind& kind);
 
 } // namespace lithmar::local::endpoints

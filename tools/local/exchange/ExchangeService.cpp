@@ -17,29 +17,34 @@ void ExchangeService::install(HttpServer& server)
     // Ids may hold '/', so id routes capture the rest of the path ("{id}" is
     // its first segment, required non-empty) and the endpoint takes the id
     // from the path itself.
-    add(server, "GET", "/common/sites/v1", &sitesOrSessionOpening);
-    add(server, "POST", "/common/sites/v1", &createSite);
-    add(server, "GET", "/common/sites/v1/{id}/{more...}", &siteDetails);
-    add(server, "GET", "/common/crs/v1", &crsList);
-    add(server, "POST", "/upload/v1/start", &startUpload);
-    add(server, "POST", "/upload/v1/finish", &finishUpload);
-    add(server, "POST", "/exploration/boreholes/v1", &importBoreholes);
-    add(server, "POST", "/exploration/boreholeintervalsets/v1", &importBoreholeIntervalSet);
-    add(server, "POST", "/exploration/fieldobservations/v1", &importFieldObservation);
-    add(server, "POST", "/exploration/geos/v1", &importGeo);
-    add(server, "POST", "/exploration/terrains/v1", &importTerrain);
-    add(server, "GET", "/geology/geologicmodels/v1/{id}/{more...}", &downloadGeologicModel);
-    add(server, "GET", "/geology/geologicfeatures/v1/{id}/{more...}", &downloadGeologicFeature);
+    add(server, "GET", "/common/sites/v1", sitesOrSessionOpening);
+    add(server, "POST", "/common/sites/v1", createSite);
+    add(server, "GET", "/common/sites/v1/{id}/{more...}", siteDetails);
+    add(server, "GET", "/common/crs/v1", crsList);
+    add(server, "POST", "/upload/v1/start", startUpload);
+    add(server, "POST", "/upload/v1/finish", finishUpload);
+    for (const ImportKind& kind : importKinds()) {
+        add(server, "POST", kind.path,
+            [&kind](ExchangeContext& context, const RecordedRequest& request) {
+                return importFiles(context, request, kind);
+            });
+    }
+    for (const DownloadKind& kind : downloadKinds()) {
+        add(server, "GET", std::string(kind.pathPrefix) + "{id}/{more...}",
+            [&kind](ExchangeContext& context, const RecordedRequest& request) {
+                return download(context, request, kind);
+            });
+    }
 }
 
 void ExchangeService::add(HttpServer& server, const char* method, const std::string& path, Endpoint endpoint)
 {
-    server.route(method, m_context.basePath + path, [this, endpoint](const RecordedRequest& request) {
+    server.route(method, m_context.basePath + path, [this, endpoint = std::move(endpoint)](const RecordedRequest& request) {
         // The session first: failed requests get their cookies too, as from
         // the platform's application server.
         const WebSessions::Admission session = m_sessions.admit(request);
         Response response =
-            answerSafely([this, endpoint](const RecordedRequest& r) { return endpoint(m_context, r); }, request);
+            answerSafely([this, &endpoint](const RecordedRequest& r) { return endpoint(m_context, r); }, request);
         if (session.opened) {
             for (Header& cookie : m_sessions.cookieHeaders(session.sessionId)) {
                 response.headers.push_back(std::move(cookie));

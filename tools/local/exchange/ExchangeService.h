@@ -6,6 +6,7 @@
 #include <tools/local/server/HttpServer.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace lithmar::local {
@@ -36,7 +37,7 @@ public:
     ExchangeStore& store() { return m_context.store; }
 
 private:
-    using Endpoint = Response (*)(ExchangeContext&, const RecordedRequest&);
+    using Endpoint = std::function<Response(ExchangeContext&, const RecordedRequest&)>;
     void add(HttpServer& server, const char* method, const std::string& path, Endpoint endpoint);
 
     ExchangeContext m_context;

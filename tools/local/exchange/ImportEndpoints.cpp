@@ -12,24 +12,6 @@
 namespace lithmar::local::endpoints {
 namespace {
 
-// How the commands of one endpoint differ.
-struct ImportKind {
-    const char* job;            // JobRecord::kind
-    const char* what;           // for messages: "geologic model"
-    bool singleStream;          // "fcsStreamId" rather than "fcsStreamIds"
-    bool named;                 // carries "name"
-    bool hasCrs;                // carries "crs"
-    const char* existingIdKey;  // "existingGeoId", or nullptr
-    const char* existingKind;   // the site object kind the existing id names
-};
-
-constexpr ImportKind kBoreholes{"boreholes", "borehole import", false, false, true, nullptr, nullptr};
-constexpr ImportKind kIntervalSet{"boreholeIntervalSet", "borehole interval set", true, true, false, nullptr, nullptr};
-constexpr ImportKind kFieldObservation{"fieldObservation", "field observation", false, true, true,
-                                       "existingFieldObservationId", "PointSampleSet"};
-constexpr ImportKind kGeo{"geo", "geologic model", false, true, true, "existingGeoId", "GeologicModel"};
-constexpr ImportKind kTerrain{"terrain", "terrain", false, true, true, "existingTerrainId", "Terrain"};
-
 std::vector<std::string> streamIdsOf(const ImportKind& kind, const Json& command)
 {
     if (kind.singleStream) {
@@ -79,6 +61,22 @@ void checkExisting(ExchangeContext& context, const ImportKind& kind, const std::
     }
 }
 
+} // namespace
+
+const std::vector<ImportKind>& importKinds()
+{
+    static const std::vector<ImportKind> kinds{
+        {"/exploration/boreholes/v1", "boreholes", "borehole import", false, false, true, nullptr, nullptr},
+        {"/exploration/boreholeintervalsets/v1", "boreholeIntervalSet", "borehole interval set", true, true, false,
+         nullptr, nullptr},
+        {"/exploration/fieldobservations/v1", "fieldObservation", "field observation", false, true, true,
+         "existingFieldObservationId", "PointSampleSet"},
+        {"/exploration/geos/v1", "geo", "geologic model", false, true, true, "existingGeoId", "GeologicModel"},
+        {"/exploration/terrains/v1", "terrain", "terrain", false, true, true, "existingTerrainId", "Terrain"},
+    };
+    return kinds;
+}
+
 Response importFiles(ExchangeContext& context, const RecordedRequest& request, const ImportKind& kind)
 {
     const Json command = commandObject(request);
@@ -108,33 +106,6 @@ Response importFiles(ExchangeContext& context, const RecordedRequest& request, c
     Json answer = context.answerHead("ACCEPTED");
     answer["jobId"] = job.id;
     return jsonAnswer(200, answer);
-}
-
-} // namespace
-
-Response importBoreholes(ExchangeContext& context, const RecordedRequest& request)
-{
-    return importFiles(context, request, kBoreholes);
-}
-
-Response importBoreholeIntervalSet(ExchangeContext& context, const RecordedRequest& request)
-{
-    return importFiles(context, request, kIntervalSet);
-}
-
-Response importFieldObservation(ExchangeContext& context, const RecordedRequest& request)
-{
-    return importFiles(context, request, kFieldObservation);
-}
-
-Response importGeo(ExchangeContext& context, const RecordedRequest& request)
-{
-    return importFiles(context, request, kGeo);
-}
-
-Response importTerrain(ExchangeContext& context, const RecordedRequest& request)
-{
-    return importFiles(context, request, kTerrain);
 }
 
 } // namespace lithmar::local::endpoints

@@ -46,14 +46,12 @@ bool JobStore::enqueue(const JobRecord& job, std::size_t capacity)
 std::vector<JobRecord> JobStore::jobs()
 {
     auto connection = m_database.connect();
-    auto query = connection.prepare(
-        "SELECT id, kind, status, site_id, name, upload_session_id, command, created FROM jobs ORDER BY rowid");
-    std::vector<JobRecord> jobs;
-    while (query.step()) {
-        jobs.push_back({query.text(0), query.text(1), query.text(2), query.text(3), query.text(4), query.text(5),
-                        query.text(6), query.text(7)});
-    }
-    return jobs;
+    return connection
+        .prepare("SELECT id, kind, status, site_id, name, upload_session_id, command, created FROM jobs ORDER BY rowid")
+        .rows([](const Statement& row) {
+            return JobRecord{row.text(0), row.text(1), row.text(2), row.text(3),
+                             row.text(4), row.text(5), row.text(6), row.text(7)};
+        });
 }
 
 } // namespace lithmar::local

@@ -46,12 +46,7 @@ void SiteStore::createTables(Database::Connection& connection)
 std::vector<SiteRecord> SiteStore::sites()
 {
     auto connection = m_database.connect();
-    auto query = connection.prepare(std::string("SELECT ") + kSiteColumns + " FROM sites ORDER BY rowid");
-    std::vector<SiteRecord> sites;
-    while (query.step()) {
-        sites.push_back(readSite(query));
-    }
-    return sites;
+    return connection.prepare(std::string("SELECT ") + kSiteColumns + " FROM sites ORDER BY rowid").rows(readSite);
 }
 
 std::optional<SiteRecord> SiteStore::site(const std::string& id)
@@ -102,14 +97,10 @@ bool SiteStore::createSite(const SiteRecord& site, const std::vector<SiteObject>
 std::vector<SiteObject> SiteStore::objects(const std::string& siteId)
 {
     auto connection = m_database.connect();
-    auto query =
-        connection.prepare(std::string("SELECT ") + kObjectColumns + " FROM site_objects WHERE site_id = ?1 ORDER BY rowid");
-    query.bind(1, siteId);
-    std::vector<SiteObject> objects;
-    while (query.step()) {
-        objects.push_back(readObject(query));
-    }
-    return objects;
+    return connection
+        .prepare(std::string("SELECT ") + kObjectColumns + " FROM site_objects WHERE site_id = ?1 ORDER BY rowid")
+        .bind(1, siteId)
+        .rows(readObject);
 }
 
 std::optional<SiteObject> SiteStore::object(const std::string& id)

@@ -50,12 +50,10 @@ std::optional<UploadSession> UploadStore::session(const std::string& id)
         return std::nullopt;
     }
     UploadSession session{id, header.text(0), header.text(1), {}};
-    auto streams =
-        connection.prepare("SELECT id, ticket, receipt FROM upload_streams WHERE session_id = ?1 ORDER BY slot");
-    streams.bind(1, id);
-    while (streams.step()) {
-        session.streams.push_back({streams.text(0), streams.text(1), streams.text(2)});
-    }
+    session.streams =
+        connection.prepare("SELECT id, ticket, receipt FROM upload_streams WHERE session_id = ?1 ORDER BY slot")
+            .bind(1, id)
+            .rows([](const Statement& row) { return UploadStream{row.text(0), row.text(1), row.text(2)}; });
     return session;
 }
 
