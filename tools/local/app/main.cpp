@@ -5,6 +5,7 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 
@@ -16,6 +17,9 @@ int main(int argc, char** argv)
     if (!options) {
         return exitCode;
     }
+    // Output piped to a reader that has gone (`lithmar-local | head -1`) must
+    // not kill the program at its last line: it still has to stop cleanly.
+    std::signal(SIGPIPE, SIG_IGN);
     try {
         app::blockStopSignals();
         LocalPlatform platform(*options);
