@@ -13,20 +13,22 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
     CLI::App program{"lithmar-local: the Lithmar platform's services on this machine, for developing and testing "
                      "host applications without the real platform. Stop it with Ctrl+C.",
                      "lithmar-local"};
-    program.add_option("--port", options.port,
-                       "TCP port to listen on; 0 picks a free one (the line printed at start names it)")
+    program
+        .add_option("--port", options.port,
+                    "TCP port to listen on; 0 picks a free one (the line printed at start names it)")
         ->capture_default_str();
-    program.add_option("--address", options.address,
-                       "Address to listen on; the default accepts connections from this machine only")
+    program
+        .add_option("--address", options.address,
+                    "Address to listen on; the default accepts connections from this machine only")
         ->capture_default_str();
     program.add_option("--data-dir", options.dataDirectory,
                        "Directory for the platform's state (platform.db), kept across runs; created when "
                        "missing. Without it, the state lives in memory and a fresh demo site awaits each run");
-    program.add_option("--request-log", options.requestLogFile,
-                       "File to append one line per request to (for tail -f)");
-    program.add_option("--queue-capacity", options.jobQueueCapacity,
-                       "Import jobs that may wait at once; further imports are answered with "
-                       "\"jobId\": \"QUEUE_FULL\"")
+    program.add_option("--request-log", options.requestLogFile, "File to append one line per request to (for tail -f)");
+    program
+        .add_option("--queue-capacity", options.jobQueueCapacity,
+                    "Import jobs that may wait at once; further imports are answered with "
+                    "\"jobId\": \"QUEUE_FULL\"")
         ->capture_default_str();
 
     try {

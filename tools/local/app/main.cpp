@@ -25,8 +25,8 @@ int main(int argc, char** argv)
         LocalPlatform platform(*options);
         platform.start();
         // One line, flushed: scripts and tests wait for it before calling.
-        std::cout << "lithmar-local listening on " << platform.baseUrl() << " (data exchange: "
-                  << platform.exchangeUrl() << ")" << std::endl;
+        std::cout << "lithmar-local listening on " << platform.baseUrl()
+                  << " (data exchange: " << platform.exchangeUrl() << ")" << std::endl;
         app::waitForStopSignal();
         platform.stop();
         std::cout << "lithmar-local stopped" << std::endl;

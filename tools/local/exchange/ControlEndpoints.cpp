@@ -13,15 +13,10 @@ Json requestJson(const RecordedRequest& request)
     for (const Header& header : request.headers) {
         headers.push_back({{"name", header.name}, {"value", header.value}});
     }
-    return Json{{"method", request.method},
-                {"target", request.target},
-                {"headers", std::move(headers)},
-                {"body", request.body},
-                {"bodySize", request.bodySize},
-                {"bodyTruncated", request.bodyTruncated},
-                {"complete", request.complete},
-                {"connection", request.connection},
-                {"remoteAddress", request.remoteAddress}};
+    return Json{
+        {"method", request.method},     {"target", request.target},         {"headers", std::move(headers)},
+        {"body", request.body},         {"bodySize", request.bodySize},     {"bodyTruncated", request.bodyTruncated},
+        {"complete", request.complete}, {"connection", request.connection}, {"remoteAddress", request.remoteAddress}};
 }
 
 bool isControlRequest(const RecordedRequest& request)
@@ -37,9 +32,8 @@ Response done()
 
 void add(HttpServer& server, const char* method, const char* path, Handler handler)
 {
-    server.route(method, std::string(kControlPath) + path, [handler = std::move(handler)](const RecordedRequest& r) {
-        return answerSafely(handler, r);
-    });
+    server.route(method, std::string(kControlPath) + path,
+                 [handler = std::move(handler)](const RecordedRequest& r) { return answerSafely(handler, r); });
 }
 
 } // namespace

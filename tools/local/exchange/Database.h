@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -74,20 +75,34 @@ public:
     Statement& bind(int index, std::string_view text);
     Statement& bind(int index, std::int64_t number);
     Statement& bindNull(int index);
+    // Binds the values to ?1, ?2... in order.
+    template <class... Values> Statement& bindAll(const Values&... values)
+    {
+        int index = 0;
+        (bind(++index, values), ...);
+        return *this;
+    }
 
     // True when a row is ready to read, false when the statement is done.
     bool step();
     // Steps to the end, for statements that write.
     void run();
     // Every remaining row, as `read` makes it from the statement.
-    template <class Read>
-    auto rows(Read read) -> std::vector<decltype(read(std::declval<const Statement&>()))>
+    template <class Read> auto rows(Read read) -> std::vector<decltype(read(std::declval<const Statement&>()))>
     {
         std::vector<decltype(read(std::declval<const Statement&>()))> all;
         while (step()) {
             all.push_back(read(*this));
         }
         return all;
+    }
+    // The first row as `read` makes it, or nullopt when there is none.
+    template <class Read> auto firstRow(Read read) -> std::optional<decltype(read(std::declval<const Statement&>()))>
+    {
+        if (!step()) {
+            return std::nullopt;
+        }
+        return read(*this);
     }
 
     std::string text(int column) const;

@@ -11,11 +11,11 @@ std::vector<SiteObject> demoObjects(const std::string& now)
     const std::string site = kDemoSiteId;
     auto node = [&](std::string id, std::string parent, std::string kind, std::string name,
                     std::map<std::string, std::string> details = {}) {
-        return SiteObject{std::move(id), site, std::move(parent), std::move(kind), std::move(name), now,
-                          std::move(details)};
+        return SiteObject{std::move(id),   site, std::move(parent), std::move(kind),
+                          std::move(name), now,  std::move(details)};
     };
-    auto feature = [&](std::string id, std::string parent, std::string name, std::string attribute,
-                       std::string op, std::string value) {
+    auto feature = [&](std::string id, std::string parent, std::string name, std::string attribute, std::string op,
+                       std::string value) {
         return node(std::move(id), std::move(parent), "Feature", std::move(name),
                     {{"isDirty", "false"},
                      {"attributeName", std::move(attribute)},
@@ -30,7 +30,8 @@ std::vector<SiteObject> demoObjects(const std::string& now)
         feature(kDemoFeatureId, "par-demo-lithology", "Sand", "LITH", "=", "SAND"),
         feature("feat-demo-clay", "par-demo-lithology", "Clay", "LITH", "=", "CLAY"),
         node("fc-demo-porosity", kDemoModelId, "FeatureCollection", "Porosity"),
-        node("par-demo-porosity", "fc-demo-porosity", "Parameters", "Porosity bands", {{"parameters", "unit=fraction"}}),
+        node("par-demo-porosity", "fc-demo-porosity", "Parameters", "Porosity bands",
+             {{"parameters", "unit=fraction"}}),
         feature("feat-demo-porous", "par-demo-porosity", "High porosity", "POROSITY", ">=", "0.25"),
         feature("feat-demo-tight", "par-demo-porosity", "Low porosity", "POROSITY", "<", "0.1"),
         node("bhc-demo", "", "BoreholeCollection", "Boreholes", {{"totalItems", "12"}}),
@@ -52,9 +53,9 @@ void addDemoSiteIfMissing(SiteStore& sites)
     }
     const Crs& crs = defaultSiteCrs();
     const std::string now = utcNow();
-    sites.createSite({kDemoSiteId, "Demo site", "A small site to try the data exchange with", crs.id,
-                      crs.unitOfMeasure, now},
-                     demoObjects(now));
+    sites.createSite(
+        {kDemoSiteId, "Demo site", "A small site to try the data exchange with", crs.id, crs.unitOfMeasure, now},
+        demoObjects(now));
 }
 
 } // namespace lithmar::local

@@ -24,10 +24,9 @@ void ExchangeService::install(HttpServer& server)
     add(server, "POST", "/upload/v1/start", startUpload);
     add(server, "POST", "/upload/v1/finish", finishUpload);
     for (const ImportKind& kind : importKinds()) {
-        add(server, "POST", kind.path,
-            [&kind](ExchangeContext& context, const RecordedRequest& request) {
-                return importFiles(context, request, kind);
-            });
+        add(server, "POST", kind.path, [&kind](ExchangeContext& context, const RecordedRequest& request) {
+            return importFiles(context, request, kind);
+        });
     }
     for (const DownloadKind& kind : downloadKinds()) {
         add(server, "GET", std::string(kind.pathPrefix) + "{id}/{more...}",
@@ -39,19 +38,20 @@ void ExchangeService::install(HttpServer& server)
 
 void ExchangeService::add(HttpServer& server, const char* method, const std::string& path, Endpoint endpoint)
 {
-    server.route(method, m_context.basePath + path, [this, endpoint = std::move(endpoint)](const RecordedRequest& request) {
-        // The session first: failed requests get their cookies too, as from
-        // the platform's application server.
-        const WebSessions::Admission session = m_sessions.admit(request);
-        Response response =
-            answerSafely([this, &endpoint](const RecordedRequest& r) { return endpoint(m_context, r); }, request);
-        if (session.opened) {
-            for (Header& cookie : m_sessions.cookieHeaders(session.sessionId)) {
-                response.headers.push_back(std::move(cookie));
+    server.route(
+        method, m_context.basePath + path, [this, endpoint = std::move(endpoint)](const RecordedRequest& request) {
+            // The session first: failed requests get their cookies too, as from
+            // the platform's application server.
+            const WebSessions::Admission session = m_sessions.admit(request);
+            Response response =
+                answerSafely([this, &endpoint](const RecordedRequest& r) { return endpoint(m_context, r); }, request);
+            if (session.opened) {
+                for (Header& cookie : m_sessions.cookieHeaders(session.sessionId)) {
+                    response.headers.push_back(std::move(cookie));
+                }
             }
-        }
-        return response;
-    });
+            return response;
+        });
 }
 
 } // namespace lithmar::local

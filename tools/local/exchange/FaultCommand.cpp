@@ -32,8 +32,9 @@ std::vector<Header> headersOf(const Json& command)
         const std::string text = value.get<std::string>();
         if (name.empty() || name.find_first_of(" :\r\n") != std::string::npos ||
             text.find_first_of("\r\n") != std::string::npos) {
-            throw RequestError(400, "the header \"" + printable(name) + "\" cannot be sent: names need letters "
-                                    "without spaces or ':', values must not hold line breaks");
+            throw RequestError(400, "the header \"" + printable(name) +
+                                        "\" cannot be sent: names need letters "
+                                        "without spaces or ':', values must not hold line breaks");
         }
         headers.push_back({name, text});
     }

@@ -66,7 +66,8 @@ std::string featureTable(const SiteObject& root, const std::vector<SiteObject>& 
     for (const SiteObject& object : objects) {
         byId.emplace(object.id, &object);
     }
-    std::string table = "featureCollection,parameters,featureId,feature,attributeName,attributeOperator,attributeValue,crs\n";
+    std::string table =
+        "featureCollection,parameters,featureId,feature,attributeName,attributeOperator,attributeValue,crs\n";
     for (const SiteObject& object : objects) {
         const auto line = lineage(object, byId);
         const bool belowRoot =
@@ -119,8 +120,8 @@ std::vector<DownloadedFile> geologicFiles(const SiteObject& root, const std::vec
     for (const std::string& name : downloadFormats()) {
         known += (known.empty() ? "" : ", ") + name;
     }
-    throw RequestError(400, "unknown format \"" + format + "\"; the known formats are " + known +
-                                " (or empty for " + kDefaultDownloadFormat + ")");
+    throw RequestError(400, "unknown format \"" + format + "\"; the known formats are " + known + " (or empty for " +
+                                kDefaultDownloadFormat + ")");
 }
 
 } // namespace lithmar::local

@@ -25,8 +25,8 @@ void checkStreams(ExchangeContext& context, const std::string& sessionId, const 
     const UploadSession session = context.uploadSessionOrNotFound(sessionId);
     for (const std::string& streamId : streamIds) {
         if (!session.hasStream(streamId)) {
-            throw RequestError(400, "the stream \"" + streamId + "\" is not part of the upload session \"" +
-                                        sessionId + "\"");
+            throw RequestError(400, "the stream \"" + streamId + "\" is not part of the upload session \"" + sessionId +
+                                        "\"");
         }
     }
 }
@@ -41,9 +41,9 @@ std::string checkedName(const ImportKind& kind, const Json& command, const std::
     std::string name = optionalString(command, "name");
     if (trimmed(name).empty() && existingId.empty()) {
         throw RequestError(400, std::string("the field \"name\" must name the new ") + kind.what +
-                                    (kind.existingIdKey ? std::string(" (or \"") + kind.existingIdKey +
-                                                              "\" must name an existing one)"
-                                                        : std::string()));
+                                    (kind.existingIdKey
+                                         ? std::string(" (or \"") + kind.existingIdKey + "\" must name an existing one)"
+                                         : std::string()));
     }
     return name;
 }

@@ -30,14 +30,7 @@ bool JobStore::enqueue(const JobRecord& job, std::size_t capacity)
     connection
         .prepare("INSERT INTO jobs (id, kind, status, site_id, name, upload_session_id, command, created) "
                  "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)")
-        .bind(1, job.id)
-        .bind(2, job.kind)
-        .bind(3, kJobQueued)
-        .bind(4, job.siteId)
-        .bind(5, job.name)
-        .bind(6, job.uploadSessionId)
-        .bind(7, job.command)
-        .bind(8, job.created)
+        .bindAll(job.id, job.kind, kJobQueued, job.siteId, job.name, job.uploadSessionId, job.command, job.created)
         .run();
     transaction.commit();
     return true;

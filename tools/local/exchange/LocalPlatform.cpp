@@ -18,8 +18,7 @@ ServerOptions serverOptions(const LocalPlatformOptions& options)
 } // namespace
 
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
-    : m_options(std::move(options)),
-      m_store(m_options.dataDirectory),
+    : m_options(std::move(options)), m_store(m_options.dataDirectory),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity}, m_store, m_sessions),
       m_server(serverOptions(m_options))
 {

@@ -16,8 +16,7 @@ void checkBasePath(std::string_view basePath, std::string_view suffix)
         throw std::invalid_argument(shown + " must not contain '?', '#', '{', '}', '*' or spaces");
     }
     const std::string_view lastSegment = basePath.substr(basePath.rfind('/') + 1);
-    if (lastSegment.size() <= suffix.size() ||
-        lastSegment.substr(lastSegment.size() - suffix.size()) != suffix) {
+    if (lastSegment.size() <= suffix.size() || lastSegment.substr(lastSegment.size() - suffix.size()) != suffix) {
         throw std::invalid_argument(shown + " must end in a segment like \"lithmar" + std::string(suffix) +
                                     "\": the suffix names the service");
     }

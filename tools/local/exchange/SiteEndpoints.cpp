@@ -8,8 +8,8 @@
 #include <tools/local/exchange/RandomText.h>
 #include <tools/local/exchange/RequestError.h>
 #include <tools/local/exchange/SiteTree.h>
-#include <tools/local/exchange/Utf8.h>
 #include <tools/local/exchange/UtcTime.h>
+#include <tools/local/exchange/Utf8.h>
 #include <tools/local/server/AsciiText.h>
 
 namespace lithmar::local::endpoints {

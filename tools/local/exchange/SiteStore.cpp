@@ -52,12 +52,9 @@ std::vector<SiteRecord> SiteStore::sites()
 std::optional<SiteRecord> SiteStore::site(const std::string& id)
 {
     auto connection = m_database.connect();
-    auto query = connection.prepare(std::string("SELECT ") + kSiteColumns + " FROM sites WHERE id = ?1");
-    query.bind(1, id);
-    if (!query.step()) {
-        return std::nullopt;
-    }
-    return readSite(query);
+    return connection.prepare(std::string("SELECT ") + kSiteColumns + " FROM sites WHERE id = ?1")
+        .bind(1, id)
+        .firstRow(readSite);
 }
 
 bool SiteStore::createSite(const SiteRecord& site, const std::vector<SiteObject>& objects)
@@ -70,24 +67,14 @@ bool SiteStore::createSite(const SiteRecord& site, const std::vector<SiteObject>
         return false;
     }
     connection.prepare(std::string("INSERT INTO sites (") + kSiteColumns + ") VALUES (?1, ?2, ?3, ?4, ?5, ?6)")
-        .bind(1, site.id)
-        .bind(2, site.name)
-        .bind(3, site.description)
-        .bind(4, site.crs)
-        .bind(5, site.unitOfMeasure)
-        .bind(6, site.modificationDate)
+        .bindAll(site.id, site.name, site.description, site.crs, site.unitOfMeasure, site.modificationDate)
         .run();
     for (const SiteObject& object : objects) {
         connection
             .prepare(std::string("INSERT INTO site_objects (") + kObjectColumns +
                      ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)")
-            .bind(1, object.id)
-            .bind(2, site.id)
-            .bind(3, object.parentId)
-            .bind(4, object.kind)
-            .bind(5, object.name)
-            .bind(6, object.modificationDate)
-            .bind(7, nlohmann::json(object.details).dump())
+            .bindAll(object.id, site.id, object.parentId, object.kind, object.name, object.modificationDate,
+                     nlohmann::json(object.details).dump())
             .run();
     }
     transaction.commit();
@@ -106,12 +93,9 @@ std::vector<SiteObject> SiteStore::objects(const std::string& siteId)
 std::optional<SiteObject> SiteStore::object(const std::string& id)
 {
     auto connection = m_database.connect();
-    auto query = connection.prepare(std::string("SELECT ") + kObjectColumns + " FROM site_objects WHERE id = ?1");
-    query.bind(1, id);
-    if (!query.step()) {
-        return std::nullopt;
-    }
-    return readObject(query);
+    return connection.prepare(std::string("SELECT ") + kObjectColumns + " FROM site_objects WHERE id = ?1")
+        .bind(1, id)
+        .firstRow(readObject);
 }
 
 } // namespace lithmar::local

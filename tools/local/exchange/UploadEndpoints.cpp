@@ -22,9 +22,10 @@ constexpr std::int64_t kMaxFilesPerUpload = 1000;
 std::string reachedHost(const RecordedRequest& request)
 {
     const std::string host = request.header("Host");
-    const bool plausible = !host.empty() && host.size() <= 255 &&
-                           host.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-:[]") ==
-                               std::string::npos;
+    const bool plausible =
+        !host.empty() && host.size() <= 255 &&
+        host.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-:[]") ==
+            std::string::npos;
     return plausible ? host : request.localAddress;
 }
 
@@ -38,7 +39,8 @@ std::map<std::string, std::string> receiptsOf(const Json& command)
     for (const Json& entry : list) {
         if (!entry.is_object()) {
             throw RequestError(400, "every entry of \"fcsReceipts\" must be an object with \"fcsStreamId\" and "
-                                    "\"fcsReciept\"; one is " + jsonText(entry));
+                                    "\"fcsReciept\"; one is " +
+                                        jsonText(entry));
         }
         // "fcsReciept" is spelled so on the wire.
         std::string streamId = requiredText(entry, "fcsStreamId");
@@ -56,10 +58,9 @@ Response startUpload(ExchangeContext& context, const RecordedRequest& request)
 {
     const Json command = commandObject(request);
     const std::int64_t files = requiredInteger(command, "numberOfFiles", 1, kMaxFilesPerUpload);
-    const std::string checkInBase = "http://" + reachedHost(request) +
-                                    siblingPath(context.basePath, service_suffix::kExchange,
-                                                service_suffix::kFileServer) +
-                                    "/checkin/";
+    const std::string checkInBase =
+        "http://" + reachedHost(request) +
+        siblingPath(context.basePath, service_suffix::kExchange, service_suffix::kFileServer) + "/checkin/";
     UploadSession session{"upl-" + randomHex(24), utcNow(), "", {}};
     Json slots = Json::array();
     for (std::int64_t i = 0; i < files; ++i) {

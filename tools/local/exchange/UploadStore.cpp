@@ -23,19 +23,13 @@ void UploadStore::createSession(const UploadSession& session)
     auto connection = m_database.connect();
     Transaction transaction(connection);
     connection.prepare("INSERT INTO upload_sessions (id, created, finished) VALUES (?1, ?2, ?3)")
-        .bind(1, session.id)
-        .bind(2, session.created)
-        .bind(3, session.finished)
+        .bindAll(session.id, session.created, session.finished)
         .run();
     std::int64_t slot = 0;
     for (const UploadStream& stream : session.streams) {
         connection
             .prepare("INSERT INTO upload_streams (id, session_id, slot, ticket, receipt) VALUES (?1, ?2, ?3, ?4, ?5)")
-            .bind(1, stream.id)
-            .bind(2, session.id)
-            .bind(3, slot++)
-            .bind(4, stream.ticket)
-            .bind(5, stream.receipt)
+            .bindAll(stream.id, session.id, slot++, stream.ticket, stream.receipt)
             .run();
     }
     transaction.commit();
@@ -53,7 +47,9 @@ std::optional<UploadSession> UploadStore::session(const std::string& id)
     session.streams =
         connection.prepare("SELECT id, ticket, receipt FROM upload_streams WHERE session_id = ?1 ORDER BY slot")
             .bind(1, id)
-            .rows([](const Statement& row) { return UploadStream{row.text(0), row.text(1), row.text(2)}; });
+            .rows([](const Statement& row) {
+                return UploadStream{row.text(0), row.text(1), row.text(2)};
+            });
     return session;
 }
 
@@ -71,9 +67,7 @@ bool UploadStore::finish(const std::string& sessionId, const std::string& when,
     }
     for (const auto& [streamId, receipt] : receipts) {
         connection.prepare("UPDATE upload_streams SET receipt = ?3 WHERE id = ?1 AND session_id = ?2")
-            .bind(1, streamId)
-            .bind(2, sessionId)
-            .bind(3, receipt)
+            .bindAll(streamId, sessionId, receipt)
             .run();
     }
     transaction.commit();

@@ -21,7 +21,7 @@ struct UploadStream {
 struct UploadSession {
     std::string id;
     std::string created;
-    std::string finished; // "" while open
+    std::string finished;              // "" while open
     std::vector<UploadStream> streams; // in slot order
 
     bool hasStream(const std::string& streamId) const

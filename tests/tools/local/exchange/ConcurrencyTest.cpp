@@ -16,8 +16,7 @@ namespace {
 constexpr int kThreads = 8;
 
 // Runs `work(i)` on kThreads threads at once, started together.
-template <class Work>
-void onThreads(Work work)
+template <class Work> void onThreads(Work work)
 {
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
@@ -88,7 +87,9 @@ TEST_F(ConcurrentQueue, ImportsAtOnceNeverOverfillTheQueue)
     const std::string body = "{\"sessionId\":\"" + session["sessionId"].get<std::string>() + "\",\"fcsStreamIds\":[\"" +
                              session["fcsFiles"][0]["fcsStreamId"].get<std::string>() + "\"],\"siteId\":\"site-demo\"}";
     std::vector<std::string> jobIds(kThreads);
-    onThreads([&](int thread) { jobIds[thread] = post("/exploration/boreholes/v1", body).json()["jobId"].get<std::string>(); });
+    onThreads([&](int thread) {
+        jobIds[thread] = post("/exploration/boreholes/v1", body).json()["jobId"].get<std::string>();
+    });
     EXPECT_EQ(std::count(jobIds.begin(), jobIds.end(), "QUEUE_FULL"), kThreads - 5);
     EXPECT_EQ(platform.store().jobs().jobs().size(), 5u);
 }

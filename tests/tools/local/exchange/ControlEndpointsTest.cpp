@@ -25,9 +25,10 @@ protected:
 
 TEST_F(ControlEndpoints, ScriptsAnAnswerForTheGivenNumberOfRequests)
 {
-    const HttpReply scripted = control("POST", "/faults",
-                                       R"({"method":"GET","path":"/lithmar-xchng/common/sites/v1","status":503,)"
-                                       R"("body":"{\"error\":\"maintenance\"}","headers":{"Retry-After":"1"},"times":2})");
+    const HttpReply scripted =
+        control("POST", "/faults",
+                R"({"method":"GET","path":"/lithmar-xchng/common/sites/v1","status":503,)"
+                R"("body":"{\"error\":\"maintenance\"}","headers":{"Retry-After":"1"},"times":2})");
     ASSERT_EQ(scripted.status, 200) << scripted.body;
     EXPECT_EQ(scripted.json(), Json::parse(R"({"result":"OK"})"));
     for (int i = 0; i < 2; ++i) {
@@ -49,8 +50,9 @@ TEST_F(ControlEndpoints, ScriptsDelaysClosedConnectionsAndFaultsForEveryRequest)
     EXPECT_THROW(get("/common/crs/v1"), std::exception) << "the connection closes without an answer";
     EXPECT_EQ(get("/common/crs/v1").status, 200);
 
-    ASSERT_EQ(control("POST", "/faults", R"({"path":"/lithmar-xchng/upload/{rest...}","status":500,"times":-1})").status,
-              200);
+    ASSERT_EQ(
+        control("POST", "/faults", R"({"path":"/lithmar-xchng/upload/{rest...}","status":500,"times":-1})").status,
+        200);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(post("/upload/v1/start", R"({"numberOfFiles":1})").status, 500);
     }
@@ -87,8 +89,8 @@ TEST_F(ControlEndpoints, RefusesFaultsItCannotCarryOut)
         EXPECT_TRUE(isError(reply, 400)) << c.body;
         EXPECT_THAT(errorOf(reply), HasSubstr(c.complaint)) << c.body;
     }
-    EXPECT_TRUE(isError(httpCall(platform.port(), "POST", "/_control/faults", {{"Content-Type", "text/plain"}}, "{}"),
-                        415));
+    EXPECT_TRUE(
+        isError(httpCall(platform.port(), "POST", "/_control/faults", {{"Content-Type", "text/plain"}}, "{}"), 415));
     EXPECT_EQ(get("/common/crs/v1").status, 200) << "no fault was scripted";
 }
 
@@ -100,8 +102,8 @@ TEST_F(ControlEndpoints, ListsTheRequestsWithoutTheControlOnes)
     ASSERT_EQ(reply.status, 200);
     const Json requests = reply.json()["requests"];
     ASSERT_EQ(requests.size(), 2u) << requests;
-    EXPECT_EQ(keysOf(requests[0]), (Keys{"method", "target", "headers", "body", "bodySize", "bodyTruncated",
-                                          "complete", "connection", "remoteAddress"}));
+    EXPECT_EQ(keysOf(requests[0]), (Keys{"method", "target", "headers", "body", "bodySize", "bodyTruncated", "complete",
+                                         "connection", "remoteAddress"}));
     EXPECT_EQ(requests[0]["method"], "GET");
     EXPECT_EQ(requests[0]["target"], "/lithmar-xchng/common/crs/v1?x=1");
     EXPECT_THAT(requests[0]["headers"].dump(), HasSubstr(R"({"name":"X-Host-Application","value":"modeller 7"})"));

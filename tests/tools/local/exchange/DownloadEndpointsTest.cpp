@@ -38,7 +38,8 @@ TEST_F(DownloadEndpoints, GivesTheModelAsCsvInTheSitesCrsByDefault)
     EXPECT_EQ(file["name"], "Demo_geologic_model.csv");
     const auto lines = linesOf(file["data"]);
     ASSERT_EQ(lines.size(), 5u);
-    EXPECT_EQ(lines[0], "featureCollection,parameters,featureId,feature,attributeName,attributeOperator,attributeValue,crs");
+    EXPECT_EQ(lines[0],
+              "featureCollection,parameters,featureId,feature,attributeName,attributeOperator,attributeValue,crs");
     EXPECT_EQ(lines[1], "Lithology,Lithology classes,feat-demo-sand,Sand,LITH,=,SAND,EPSG:32633");
     EXPECT_EQ(lines[4], "Porosity,Porosity bands,feat-demo-tight,Low porosity,POROSITY,<,0.1,EPSG:32633");
 }
@@ -61,7 +62,8 @@ TEST_F(DownloadEndpoints, TakesTheCrsAndFormatFromTheQuery)
 
 TEST_F(DownloadEndpoints, GivesOneFeature)
 {
-    const HttpReply reply = get(std::string("/geology/geologicfeatures/v1/") + kDemoFeatureId + "?crs=&detailLevel=&format=");
+    const HttpReply reply =
+        get(std::string("/geology/geologicfeatures/v1/") + kDemoFeatureId + "?crs=&detailLevel=&format=");
     ASSERT_EQ(reply.status, 200) << reply.body;
     const Json answer = reply.json();
     EXPECT_EQ(keysOf(answer), (Keys{"result", "trackingNumber", "geologicFeatureId", "files"}));

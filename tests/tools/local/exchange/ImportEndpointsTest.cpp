@@ -28,10 +28,10 @@ const ImportCase kImports[] = {
      R"("name":"Intervals","importType":"CSV")", true},
     {"FieldObservation", "/exploration/fieldobservations/v1", "fieldObservation",
      R"("name":"Outcrops","crs":"","importType":"CSV","existingFieldObservationId":"")", false},
-    {"Geo", "/exploration/geos/v1", "geo", R"("name":"Model B","crs":"EPSG:32633","importType":"GEO","existingGeoId":"")",
-     false},
-    {"Terrain", "/exploration/terrains/v1", "terrain", R"("name":"Lidar","crs":"EPSG:4326","importType":"DEM","existingTerrainId":"")",
-     false},
+    {"Geo", "/exploration/geos/v1", "geo",
+     R"("name":"Model B","crs":"EPSG:32633","importType":"GEO","existingGeoId":"")", false},
+    {"Terrain", "/exploration/terrains/v1", "terrain",
+     R"("name":"Lidar","crs":"EPSG:4326","importType":"DEM","existingTerrainId":"")", false},
 };
 
 class ImportEndpoints : public PlatformTest {
@@ -55,8 +55,9 @@ protected:
     std::string freshCommand(const ImportCase& c, const std::string& siteId = kDemoSiteId)
     {
         const Json session = startUpload(2);
-        return command(c, session["sessionId"], {session["fcsFiles"][0]["fcsStreamId"], session["fcsFiles"][1]["fcsStreamId"]},
-                       siteId, c.extraFields);
+        return command(c, session["sessionId"],
+                       {session["fcsFiles"][0]["fcsStreamId"], session["fcsFiles"][1]["fcsStreamId"]}, siteId,
+                       c.extraFields);
     }
 };
 
@@ -92,7 +93,8 @@ TEST_P(EachImport, RefusesUnknownSessionsForeignStreamsAndUnknownSites)
     const std::string stream = session["fcsFiles"][0]["fcsStreamId"];
 
     EXPECT_TRUE(isError(post(c.path, command(c, "upl-none", {stream}, kDemoSiteId, c.extraFields)), 404));
-    const HttpReply foreign = post(c.path, command(c, id, {other["fcsFiles"][0]["fcsStreamId"]}, kDemoSiteId, c.extraFields));
+    const HttpReply foreign =
+        post(c.path, command(c, id, {other["fcsFiles"][0]["fcsStreamId"]}, kDemoSiteId, c.extraFields));
     EXPECT_TRUE(isError(foreign, 400));
     EXPECT_THAT(errorOf(foreign), HasSubstr("not part of the upload session"));
     const HttpReply noSite = post(c.path, command(c, id, {stream}, "site-none", c.extraFields));
@@ -155,7 +157,8 @@ TEST_F(ImportEndpoints, NeedsANameForNewObjectsOnly)
         EXPECT_THAT(errorOf(reply), HasSubstr("existingGeoId")) << unnamed;
     }
     EXPECT_EQ(post(geo.path, command(geo, id, {stream}, kDemoSiteId, R"("existingGeoId":"gm-demo")")).status, 200);
-    const HttpReply unknownModel = post(geo.path, command(geo, id, {stream}, kDemoSiteId, R"("existingGeoId":"gm-none")"));
+    const HttpReply unknownModel =
+        post(geo.path, command(geo, id, {stream}, kDemoSiteId, R"("existingGeoId":"gm-none")"));
     EXPECT_TRUE(isError(unknownModel, 404));
     EXPECT_TRUE(isError(post(geo.path, command(geo, id, {stream}, kDemoSiteId, R"("existingGeoId":"ter-demo")")), 404))
         << "an id of another kind";

@@ -59,12 +59,12 @@ TEST(Persistence, ARestartedPlatformKeepsItsSitesUploadsAndJobsAndOneDemoSite)
     {
         LocalPlatform platform(storedIn(data));
         platform.start();
-        siteId = exchangePost(platform.port(), "/common/sites/v1", R"({"siteName":"Kept"})").json()["id"].get<std::string>();
+        siteId =
+            exchangePost(platform.port(), "/common/sites/v1", R"({"siteName":"Kept"})").json()["id"].get<std::string>();
         const Json upload = exchangePost(platform.port(), "/upload/v1/start", R"({"numberOfFiles":1})").json();
-        const std::string command = "{\"sessionId\":\"" + upload["sessionId"].get<std::string>() +
-                                    "\",\"fcsStreamIds\":[\"" +
-                                    upload["fcsFiles"][0]["fcsStreamId"].get<std::string>() + "\"],\"siteId\":\"" +
-                                    siteId + "\"}";
+        const std::string command =
+            "{\"sessionId\":\"" + upload["sessionId"].get<std::string>() + "\",\"fcsStreamIds\":[\"" +
+            upload["fcsFiles"][0]["fcsStreamId"].get<std::string>() + "\"],\"siteId\":\"" + siteId + "\"}";
         ASSERT_EQ(exchangePost(platform.port(), "/exploration/boreholes/v1", command).status, 200);
     }
     EXPECT_TRUE(fs::exists(data / "platform.db"));
@@ -126,7 +126,9 @@ TEST(Persistence, SaysWhyADataDirectoryCannotBeUsed)
 {
     TemporaryDirectory directory;
     const fs::path file = directory.path() / "a file";
-    { std::ofstream(file) << "x"; }
+    {
+        std::ofstream(file) << "x";
+    }
     try {
         LocalPlatform platform(storedIn(file / "below"));
         FAIL() << "a directory below a file cannot be created";

@@ -41,8 +41,8 @@ protected:
 inline ::testing::AssertionResult isError(const HttpReply& reply, int status)
 {
     if (reply.status != status) {
-        return ::testing::AssertionFailure() << "status " << reply.status << " instead of " << status << ": "
-                                             << reply.body;
+        return ::testing::AssertionFailure()
+               << "status " << reply.status << " instead of " << status << ": " << reply.body;
     }
     if (reply.header("Content-Type") != "application/json") {
         return ::testing::AssertionFailure() << "Content-Type \"" << reply.header("Content-Type") << "\"";

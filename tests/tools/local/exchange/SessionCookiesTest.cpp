@@ -3,12 +3,10 @@
 
 #include "PlatformTest.h"
 
-
 #include <regex>
 
 namespace lithmar::local::testing {
 namespace {
-
 
 using SessionCookies = PlatformTest;
 
@@ -35,7 +33,8 @@ TEST_F(SessionCookies, TheSessionOpeningRequestGetsAnEmptyObjectAndTwoCookieLine
 TEST_F(SessionCookies, AKnownSessionGetsNoNewCookiesAndIsRecordedPerRequest)
 {
     const std::string session = sessionIdFrom(get("/common/sites/v1?xrequestedwith=xmlhttprequest"));
-    const HttpReply sites = get("/common/sites/v1", {{"Cookie", "JSESSIONID=" + session + ";SERVERID=lithmar-local-1"}});
+    const HttpReply sites =
+        get("/common/sites/v1", {{"Cookie", "JSESSIONID=" + session + ";SERVERID=lithmar-local-1"}});
     EXPECT_EQ(sites.status, 200);
     EXPECT_TRUE(sites.headerLines("Set-Cookie").empty());
     const HttpReply missing = get("/common/sites/v1/nowhere", {{"Cookie", "SERVERID=x; JSESSIONID=" + session}});

@@ -99,7 +99,9 @@ TEST_F(SiteEndpoints, CreatesSitesThatAreListedInCreationOrderWithAnEmptyTree)
     const Json answer = created.json();
     EXPECT_EQ(keysOf(answer), (Keys{"result", "trackingNumber", "name", "id"}));
     EXPECT_EQ(answer["result"], "OK");
-    EXPECT_EQ(answer["name"], "North \xc3\x89" "corce") << "stored without the surrounding spaces";
+    EXPECT_EQ(answer["name"], "North \xc3\x89"
+                              "corce")
+        << "stored without the surrounding spaces";
     const std::string id = answer["id"];
     EXPECT_THAT(id, ::testing::StartsWith("site-"));
     ASSERT_EQ(post("/common/sites/v1", R"({"siteName":"South"})").status, 200);
@@ -114,7 +116,8 @@ TEST_F(SiteEndpoints, CreatesSitesThatAreListedInCreationOrderWithAnEmptyTree)
     const Json tree = get("/common/sites/v1/" + id).json()["tree"];
     EXPECT_EQ(keysOf(tree), (Keys{"type", "id", "name", "modificationDate", "children"}));
     EXPECT_EQ(tree["type"], "Site");
-    EXPECT_EQ(tree["name"], "North \xc3\x89" "corce");
+    EXPECT_EQ(tree["name"], "North \xc3\x89"
+                            "corce");
     EXPECT_TRUE(isUtcDate(tree["modificationDate"]));
     EXPECT_EQ(tree["children"], Json::array());
 }
@@ -151,7 +154,7 @@ TEST_F(SiteEndpoints, ShowsTheDemoSiteTreeWithEveryKindOfNode)
     const Json& tree = answer["tree"];
     EXPECT_EQ(tree["id"], kDemoSiteId);
     EXPECT_THAT(typesOf(tree["children"]), ElementsAre("GeologicModel", "BoreholeCollection", "PointSampleCollection",
-                                                        "StaticStructureCollection", "TerrainCollection"));
+                                                       "StaticStructureCollection", "TerrainCollection"));
     std::set<std::string> ids{kDemoSiteId};
     for (const Json& child : tree["children"]) {
         expectWellFormed(child, ids);

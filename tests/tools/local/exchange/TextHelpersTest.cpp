@@ -19,7 +19,8 @@ TEST(Utf8, AcceptsWellFormedTextAndRejectsEveryKindOfMalformedSequence)
 {
     EXPECT_TRUE(isValidUtf8(""));
     EXPECT_TRUE(isValidUtf8("plain"));
-    EXPECT_TRUE(isValidUtf8("\xc3\x89" "corce \xe2\x82\xac \xf0\x9f\x98\x80 \xf4\x8f\xbf\xbf"));
+    EXPECT_TRUE(isValidUtf8("\xc3\x89"
+                            "corce \xe2\x82\xac \xf0\x9f\x98\x80 \xf4\x8f\xbf\xbf"));
     const char* malformed[] = {
         "\x80",             // stray continuation byte
         "\xc3",             // truncated two-byte sequence
@@ -40,7 +41,9 @@ TEST(Utf8, AcceptsWellFormedTextAndRejectsEveryKindOfMalformedSequence)
 TEST(Utf8, CountsCodePointsNotBytes)
 {
     EXPECT_EQ(codePointCount("Ecorce"), 6u);
-    EXPECT_EQ(codePointCount("\xc3\x89" "corce"), 6u);
+    EXPECT_EQ(codePointCount("\xc3\x89"
+                             "corce"),
+              6u);
     EXPECT_EQ(codePointCount("\xf0\x9f\x98\x80"), 1u);
 }
 

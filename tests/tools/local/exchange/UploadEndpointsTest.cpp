@@ -59,8 +59,8 @@ TEST_F(UploadEndpoints, SlotUrlsUseTheHostTheClientReached)
 TEST_F(UploadEndpoints, StartTakesOneToAThousandFiles)
 {
     EXPECT_EQ(startUpload(1000)["fcsFiles"].size(), 1000u);
-    for (const char* bad : {"0", "1001", "-1", "\"2\"", "2.5", "1e30", "99999999999999999999999", "true", "null",
-                            "[1]", "{}"}) {
+    for (const char* bad :
+         {"0", "1001", "-1", "\"2\"", "2.5", "1e30", "99999999999999999999999", "true", "null", "[1]", "{}"}) {
         const HttpReply reply = post("/upload/v1/start", std::string("{\"numberOfFiles\":") + bad + "}");
         EXPECT_TRUE(isError(reply, 400)) << bad;
         EXPECT_THAT(errorOf(reply), HasSubstr("from 1 to 1000")) << bad;
@@ -72,7 +72,8 @@ TEST_F(UploadEndpoints, FinishAnswers204WithoutBodyAndKeepsTheReceipts)
 {
     const Json session = startUpload(2);
     const std::string id = session["sessionId"];
-    const HttpReply finished = post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(session["fcsFiles"][0]) + "]"));
+    const HttpReply finished =
+        post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(session["fcsFiles"][0]) + "]"));
     EXPECT_EQ(finished.status, 204);
     EXPECT_EQ(finished.body, "");
     EXPECT_EQ(finished.header("Content-Type"), "");
@@ -83,7 +84,8 @@ TEST_F(UploadEndpoints, FinishAnswers204WithoutBodyAndKeepsTheReceipts)
     EXPECT_EQ(stored->streams[0].receipt, "<ok/>");
     EXPECT_EQ(stored->streams[1].receipt, "") << "a file without receipt";
 
-    const HttpReply again = post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(session["fcsFiles"][1]) + "]"));
+    const HttpReply again =
+        post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(session["fcsFiles"][1]) + "]"));
     EXPECT_TRUE(isError(again, 409));
     EXPECT_THAT(errorOf(again), HasSubstr("finished"));
 }
@@ -96,13 +98,14 @@ TEST_F(UploadEndpoints, FinishRefusesUnknownSessionsAndForeignOrBadReceipts)
     const std::string good = "[" + receiptFor(session["fcsFiles"][0]) + "]";
 
     EXPECT_TRUE(isError(post("/upload/v1/finish", finishCommand("upl-unknown", good)), 404));
-    const HttpReply foreign = post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(other["fcsFiles"][0]) + "]"));
+    const HttpReply foreign =
+        post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(other["fcsFiles"][0]) + "]"));
     EXPECT_TRUE(isError(foreign, 400));
     EXPECT_THAT(errorOf(foreign), HasSubstr("not part of the upload session"));
 
     const std::string stream = session["fcsFiles"][0]["fcsStreamId"];
-    const HttpReply spelledRight = post(
-        "/upload/v1/finish", finishCommand(id, "[{\"fcsStreamId\":\"" + stream + "\",\"fcsReceipt\":\"<ok/>\"}]"));
+    const HttpReply spelledRight =
+        post("/upload/v1/finish", finishCommand(id, "[{\"fcsStreamId\":\"" + stream + "\",\"fcsReceipt\":\"<ok/>\"}]"));
     EXPECT_TRUE(isError(spelledRight, 400));
     EXPECT_THAT(errorOf(spelledRight), HasSubstr("\"fcsReciept\"")) << "the wire spelling is the one accepted";
 
