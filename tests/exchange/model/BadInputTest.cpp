@@ -143,12 +143,10 @@ TEST_P(BadInputField, FormStopsAtTheFailingPart)
 {
     const FieldProbe& field = GetParam().field();
     const std::wstring name = wide(field.key);
-    const auto goodParts = std::make_shared<MultipartFormData>();
-    filled(*GetParam().model, 2)->toMultipart(goodParts, L"");
+    const auto goodParts = writtenForm(*filled(*GetParam().model, 2), L"");
     for (const auto& [bytes, input] : badParts(field)) {
         SCOPED_TRACE(input.what);
-        const auto form = std::make_shared<MultipartFormData>();
-        form->add(rawPart(name, bytes));
+        const auto form = formOf({{name, bytes}});
         for (const auto& part : goodParts->parts()) {
             if (part->getName() != name) {
                 form->add(part);

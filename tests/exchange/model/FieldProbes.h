@@ -27,6 +27,15 @@ const Model& as(const ModelBase& model)
     return dynamic_cast<const Model&>(model);
 }
 
+inline FieldProbe namedProbe(std::string key, Kind kind, std::string heldClass)
+{
+    FieldProbe probe;
+    probe.key = std::move(key);
+    probe.kind = kind;
+    probe.heldClass = std::move(heldClass);
+    return probe;
+}
+
 template <typename Model, typename Owner>
 void addFlagAccessors(FieldProbe& probe, bool (Owner::*isSet)() const, void (Owner::*unset)())
 {
@@ -39,10 +48,7 @@ FieldProbe scalarProbe(std::string key, Kind kind, std::string heldClass, std::f
                        Value (Owner::*get)() const, void (Owner::*set)(Value), bool (Owner::*isSet)() const,
                        void (Owner::*unset)())
 {
-    FieldProbe probe;
-    probe.key = std::move(key);
-    probe.kind = kind;
-    probe.heldClass = std::move(heldClass);
+    FieldProbe probe = namedProbe(std::move(key), kind, std::move(heldClass));
     probe.fill = [set, sample](ModelBase& model, int variant) { (as<Model>(model).*set)(sample(variant)); };
     probe.get = [get](ModelBase& model) { return ModelBase::toJson((as<Model>(model).*get)()); };
     probe.sharedObject = [](ModelBase&) -> const void* { return nullptr; };
@@ -54,10 +60,7 @@ template <typename Model, typename Owner, typename Element>
 FieldProbe listProbe(std::string key, Kind kind, std::string heldClass, std::function<Element(int, int)> sample,
                      std::vector<Element>& (Owner::*get)(), bool (Owner::*isSet)() const, void (Owner::*unset)())
 {
-    FieldProbe probe;
-    probe.key = std::move(key);
-    probe.kind = kind;
-    probe.heldClass = std::move(heldClass);
+    FieldProbe probe = namedProbe(std::move(key), kind, std::move(heldClass));
     // Two elements: the sample and a second one (null for lists of models).
     probe.fill = [get, sample](ModelBase& model, int variant) {
         (as<Model>(model).*get)() = {sample(variant, 0), sample(variant, 1)};

@@ -43,16 +43,12 @@ TEST_P(JsonMapping, ReadsParsedTextWhateverTheKeyOrderAndIgnoresUnknownKeys)
 TEST_P(JsonMapping, ReadingKeepsFieldsWhoseKeysAreMissingButEmptiesLists)
 {
     const ModelCase& entry = GetParam();
-    const value expected = objectWhere(entry, [&](std::size_t index) -> std::optional<value> {
-        const FieldProbe& field = entry.fields[index];
-        return field.isList() ? std::nullopt : std::optional<value>(field.sampleJson(1));
-    });
     // A value other than an object has no keys at all.
     for (value json : {value::object(), value::string("text"), value::array(), value::null(), value::number(3)}) {
         SCOPED_TRACE(text(json));
         const auto model = filled(entry, 1);
         model->fromJson(json);
-        EXPECT_EQ(text(model->toJson()), text(expected));
+        EXPECT_EQ(text(model->toJson()), text(listsEmptied(entry, 1)));
         for (const FieldProbe& field : entry.fields) {
             EXPECT_EQ(field.isSet(*model), !field.isList()) << field.key;
         }

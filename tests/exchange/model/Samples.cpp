@@ -52,6 +52,20 @@ web::json::value fullJson(const ModelCase& entry, int variant)
     return objectWhere(entry, [&](std::size_t index) { return entry.fields[index].sampleJson(variant); });
 }
 
+web::json::value fullJsonWithout(const ModelCase& entry, int variant,
+                                 const std::function<bool(const FieldProbe&)>& leftOut)
+{
+    return objectWhere(entry, [&](std::size_t index) -> std::optional<web::json::value> {
+        const FieldProbe& field = entry.fields[index];
+        return leftOut(field) ? std::nullopt : std::optional<web::json::value>(field.sampleJson(variant));
+    });
+}
+
+web::json::value listsEmptied(const ModelCase& entry, int variant)
+{
+    return fullJsonWithout(entry, variant, [](const FieldProbe& field) { return field.isList(); });
+}
+
 std::string text(const web::json::value& json)
 {
     return json.serialize();
@@ -101,12 +115,28 @@ std::vector<Part> partsOf(const MultipartFormData& form)
     return parts;
 }
 
+std::shared_ptr<MultipartFormData> writtenForm(const ModelBase& model, const std::wstring& prefix)
+{
+    auto form = std::make_shared<MultipartFormData>();
+    model.toMultipart(form, prefix);
+    return form;
+}
+
 std::shared_ptr<HttpContent> rawPart(const std::wstring& name, const std::string& bytes)
 {
     auto part = std::make_shared<HttpContent>();
     part->setName(name);
     part->setData(std::make_shared<std::istringstream>(bytes));
     return part;
+}
+
+std::shared_ptr<MultipartFormData> formOf(const std::vector<std::pair<std::wstring, std::string>>& parts)
+{
+    auto form = std::make_shared<MultipartFormData>();
+    for (const auto& [name, bytes] : parts) {
+        form->add(rawPart(name, bytes));
+    }
+    return form;
 }
 
 std::wstring wide(const std::string& ascii)

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lithmar_test {
@@ -34,6 +35,12 @@ web::json::value objectWhere(const ModelCase& entry,
                              const std::function<std::optional<web::json::value>(std::size_t index)>& choose);
 // What a model filled with `variant` writes.
 web::json::value fullJson(const ModelCase& entry, int variant);
+// The same without the fields that `leftOut` picks.
+web::json::value fullJsonWithout(const ModelCase& entry, int variant,
+                                 const std::function<bool(const FieldProbe&)>& leftOut);
+// What a model filled with `variant` holds after a reading that found none
+// of its keys: every field but the lists, which reading empties.
+web::json::value listsEmptied(const ModelCase& entry, int variant);
 
 std::string text(const web::json::value& json);
 
@@ -51,8 +58,11 @@ void PrintTo(const Part& part, std::ostream* out);
 std::vector<Part> expectedParts(const ModelCase& entry, const std::wstring& formedPrefix, int variant);
 std::vector<Part> partsOf(const MultipartFormData& form);
 
-// A form part holding exactly `bytes`, UTF-8 or not.
+// The form that `model` writes under `prefix`.
+std::shared_ptr<MultipartFormData> writtenForm(const ModelBase& model, const std::wstring& prefix);
+// A form part holding exactly `bytes`, UTF-8 or not, and a form of such parts.
 std::shared_ptr<HttpContent> rawPart(const std::wstring& name, const std::string& bytes);
+std::shared_ptr<MultipartFormData> formOf(const std::vector<std::pair<std::wstring, std::string>>& parts);
 std::wstring wide(const std::string& ascii);
 
 } // namespace lithmar_test

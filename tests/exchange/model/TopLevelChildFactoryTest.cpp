@@ -130,10 +130,8 @@ TEST(SiteDetailsChildren, JsonEntriesAreReadAsTheirTypeSays)
 
 TEST(SiteDetailsChildren, FormEntriesAreReadAsTheirTypeSays)
 {
-    const auto form = std::make_shared<MultipartFormData>();
-    form->add(rawPart(L"children", mixedChildren));
     SiteDetails site;
-    site.fromMultiPart(form, L"");
+    site.fromMultiPart(formOf({{L"children", mixedChildren}}), L"");
     expectMixedChildren(site);
 }
 

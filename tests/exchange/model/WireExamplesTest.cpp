@@ -26,15 +26,6 @@ value parse(const std::string& json)
     return value::parse(json);
 }
 
-std::shared_ptr<MultipartFormData> formOf(const std::vector<std::pair<std::wstring, std::string>>& parts)
-{
-    auto form = std::make_shared<MultipartFormData>();
-    for (const auto& [name, bytes] : parts) {
-        form->add(rawPart(name, bytes));
-    }
-    return form;
-}
-
 BoreholeUploadCommand boreholeUpload()
 {
     BoreholeUploadCommand command;
@@ -51,8 +42,7 @@ TEST(BoreholeUploadCommandWire, WritesSetFieldsAndTheListInTableOrder)
 
 TEST(BoreholeUploadCommandWire, NamesPartsFromThePrefix)
 {
-    const auto form = std::make_shared<MultipartFormData>();
-    boreholeUpload().toMultipart(form, L"body");
+    const auto form = writtenForm(boreholeUpload(), L"body");
     const std::vector<Part> expected = {{L"body.sessionId", "s1", L""},
                                         {L"body.fcsStreamIds", R"(["a","b"])", L"application/json"},
                                         {L"body.siteId", "x", L""}};
@@ -78,8 +68,7 @@ TEST(BoreholeUploadCommandWire, ReadingRefillsTheListAndKeepsFieldsThatAreMissin
 
 TEST(BoreholeUploadCommandWire, PrefixedFormReadsBackAsNothingButAnEmptiedList)
 {
-    const auto form = std::make_shared<MultipartFormData>();
-    boreholeUpload().toMultipart(form, L"body");
+    const auto form = writtenForm(boreholeUpload(), L"body");
     BoreholeUploadCommand command;
     command.setSessionId(L"kept");
     command.getFcsStreamIds() = {L"stale"};
@@ -109,8 +98,7 @@ TEST(ScalarWire, NonAsciiTextTravelsAsUtf8)
     site.setName(L"Z\u00fcrich \u20ac\U0001D11E");
     const std::string utf8 = "Z\xC3\xBCrich \xE2\x82\xAC\xF0\x9D\x84\x9E";
     EXPECT_EQ(site.toJson().at("name").as_string(), utf8);
-    const auto form = std::make_shared<MultipartFormData>();
-    site.toMultipart(form, L"");
+    const auto form = writtenForm(site, L"");
     EXPECT_EQ(partsOf(*form), (std::vector<Part>{{L"name", utf8, L""}}));
     Site read;
     read.fromMultiPart(form, L"");
@@ -220,8 +208,7 @@ GetSiteResult siteWithTree()
 TEST(NestedWire, TreePartsAreNamedFromTheTreeKeyAlone)
 {
     for (const std::wstring prefix : {L"", L"outer", L"outer."}) {
-        const auto form = std::make_shared<MultipartFormData>();
-        siteWithTree().toMultipart(form, prefix);
+        const auto form = writtenForm(siteWithTree(), prefix);
         const std::wstring outer = prefix.empty() ? L"" : L"outer.";
         const std::vector<Part> expected = {{outer + L"result", "ok", L""},
                                             {L"tree.type", "Site", L""},
@@ -233,8 +220,7 @@ TEST(NestedWire, TreePartsAreNamedFromTheTreeKeyAlone)
 
 TEST(NestedWire, TreeIsReadFromBareNamesOnlyWhenAPartNamesIt)
 {
-    const auto written = std::make_shared<MultipartFormData>();
-    siteWithTree().toMultipart(written, L"");
+    const auto written = writtenForm(siteWithTree(), L"");
     GetSiteResult site;
     site.fromMultiPart(written, L"");
     EXPECT_FALSE(site.treeIsSet());

@@ -38,19 +38,11 @@ struct ScalarConversions<int32_t> {
     static constexpr auto fromHttpContent = &ModelBase::int32_tFromHttpContent;
 };
 
-// Stores a value the way the field's setter does: value, then flag up.
+// What strings, integers and nested models share: the set flag decides
+// whether the field is written, and reading stores a value the way the
+// field's setter does, value and then flag.
 template <typename Model, typename Value>
-void store(Model& model, Value Model::*value, bool Model::*isSet, Value stored)
-{
-    model.*value = std::move(stored);
-    model.*isSet = true;
-}
-
-// A string or a 32-bit integer with its set flag. Written only while the flag
-// is up; read whenever the key is there, whatever it holds (the conversion
-// decides what a JSON null means).
-template <typename Model, typename Value>
-struct ScalarField {
+struct FlaggedField {
     std::string_view key;
     Value Model::*value;
     bool Model::*isSet;
@@ -62,26 +54,37 @@ struct ScalarField {
         }
     }
 
+    void store(Model& model, Value stored) const
+    {
+        model.*value = std::move(stored);
+        model.*isSet = true;
+    }
+};
+
+// A string or a 32-bit integer. Read whenever the key is there, whatever it
+// holds: the conversion decides what a JSON null means.
+template <typename Model, typename Value>
+struct ScalarField : FlaggedField<Model, Value> {
     void readJson(Model& model, web::json::value* json) const
     {
         if (json) {
-            store(model, value, isSet, ScalarConversions<Value>::fromJson(*json));
+            this->store(model, ScalarConversions<Value>::fromJson(*json));
         }
     }
 
     void writeParts(const Model& model, const std::shared_ptr<MultipartFormData>& form,
                     const std::wstring& prefix) const
     {
-        if (model.*isSet) {
-            form->add(ModelBase::toHttpContent(prefix + partName(key), model.*value, L""));
+        if (model.*(this->isSet)) {
+            form->add(ModelBase::toHttpContent(prefix + partName(this->key), model.*(this->value), L""));
         }
     }
 
     void readParts(Model& model, const std::shared_ptr<MultipartFormData>& form) const
     {
-        const std::wstring name = partName(key);
+        const std::wstring name = partName(this->key);
         if (form->hasContent(name)) {
-            store(model, value, isSet, ScalarConversions<Value>::fromHttpContent(form->getContent(name)));
+            this->store(model, ScalarConversions<Value>::fromHttpContent(form->getContent(name)));
         }
     }
 };
@@ -91,41 +94,31 @@ struct ScalarField {
 // ("tree.id"), never from the outer prefix, and it is read back only when the
 // form holds a part named by the key itself.
 template <typename Model, typename Nested>
-struct NestedField {
-    std::string_view key;
-    std::shared_ptr<Nested> Model::*value;
-    bool Model::*isSet;
-
-    void writeJson(const Model& model, JsonMembers& json) const
-    {
-        if (model.*isSet) {
-            json.emplace_back(key, ModelBase::toJson(model.*value));
-        }
-    }
-
+struct NestedField : FlaggedField<Model, std::shared_ptr<Nested>> {
     void readJson(Model& model, web::json::value* json) const
     {
         if (json && !json->is_null()) {
             auto nested = std::make_shared<Nested>();
             nested->fromJson(*json);
-            store(model, value, isSet, std::move(nested));
+            this->store(model, std::move(nested));
         }
     }
 
     void writeParts(const Model& model, const std::shared_ptr<MultipartFormData>& form, const std::wstring&) const
     {
-        if (model.*isSet && model.*value) {
-            (model.*value)->toMultipart(form, partName(key) + L'.');
+        const auto& nested = model.*(this->value);
+        if (model.*(this->isSet) && nested) {
+            nested->toMultipart(form, partName(this->key) + L'.');
         }
     }
 
     void readParts(Model& model, const std::shared_ptr<MultipartFormData>& form) const
     {
-        const std::wstring name = partName(key);
+        const std::wstring name = partName(this->key);
         if (form->hasContent(name)) {
             auto nested = std::make_shared<Nested>();
             nested->fromMultiPart(form, name + L'.');
-            store(model, value, isSet, std::move(nested));
+            this->store(model, std::move(nested));
         }
     }
 };
@@ -209,20 +202,20 @@ template <typename Model>
 constexpr ScalarField<Model, std::wstring> text(std::string_view key, std::wstring Model::*value,
                                                 bool Model::*isSet)
 {
-    return {key, value, isSet};
+    return {{key, value, isSet}};
 }
 
 template <typename Model>
 constexpr ScalarField<Model, int32_t> int32(std::string_view key, int32_t Model::*value, bool Model::*isSet)
 {
-    return {key, value, isSet};
+    return {{key, value, isSet}};
 }
 
 template <typename Model, typename Nested>
 constexpr NestedField<Model, Nested> nested(std::string_view key, std::shared_ptr<Nested> Model::*value,
                                             bool Model::*isSet)
 {
-    return {key, value, isSet};
+    return {{key, value, isSet}};
 }
 
 template <typename Model>
