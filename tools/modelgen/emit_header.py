@@ -16,9 +16,16 @@ LIST_CONVENTIONS = (
     "a list's flag itself."
 )
 
+NESTED_CONVENTIONS = (
+    "A nested model names its parts key.field, whatever the prefix, and is read from a form only when the form "
+    "holds a part named by its key."
+)
+
 
 def header(model: Model) -> str:
-    conventions = CONVENTIONS + (" " + LIST_CONVENTIONS if any(f.is_list for f in model.fields) else "")
+    conventions = " ".join([CONVENTIONS]
+                           + ([LIST_CONVENTIONS] if any(f.is_list for f in model.fields) else [])
+                           + ([NESTED_CONVENTIONS] if any(f.kind == "nested" for f in model.fields) else []))
     name = model.name
     factory_doc = model.factory_doc or "A new model filled by fromJson from `json`."
     return f"""{cpp.GENERATED_NOTE}
