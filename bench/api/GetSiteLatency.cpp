@@ -13,13 +13,11 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
+#include "../common/ServerProcess.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -33,30 +31,6 @@ namespace local = ::lithmar::local;
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-std::pair<pid_t, std::string> startPlatform()
-{
-    int channel[2];
-    if (pipe(channel) != 0) {
-        throw std::runtime_error("pipe failed");
-    }
-    const pid_t child = fork();
-    if (child == 0) {
-        local::LocalPlatform platform;
-        platform.start();
-        const std::uint16_t port = platform.port();
-        if (write(channel[1], &port, sizeof port) != sizeof port) {
-            _exit(1);
-        }
-        pause();
-        _exit(0);
-    }
-    std::uint16_t port = 0;
-    if (read(channel[0], &port, sizeof port) != sizeof port) {
-        throw std::runtime_error("the platform did not start");
-    }
-    return {child, "http://127.0.0.1:" + std::to_string(port) + "/lithmar-xchng"};
-}
 
 std::string run(const std::string& command)
 {
@@ -85,7 +59,12 @@ int main(int argc, char** argv)
     const int callers = argc > 2 ? std::stoi(argv[2]) : 32;
     const int duration = argc > 3 ? std::stoi(argv[3]) : 5;
 
-    const auto [platform, exchangeUrl] = startPlatform();
+    const bench::ServerProcess platform([] {
+        static local::LocalPlatform served;
+        served.start();
+        return served.port();
+    });
+    const std::string exchangeUrl = "http://127.0.0.1:" + std::to_string(platform.port()) + "/lithmar-xchng";
     const std::string siteUrl = exchangeUrl + "/common/sites/v1/site-demo";
 
     auto configuration = std::make_shared<sdk::ApiConfiguration>();
@@ -151,7 +130,5 @@ int main(int argc, char** argv)
     std::printf("  wrk -c%d: %.0f requests/s\n", callers, wrkThroughput);
     std::printf("  ratio: %.0f%% of wrk\n", 100.0 * oursThroughput / wrkThroughput);
 
-    kill(platform, SIGTERM);
-    waitpid(platform, nullptr, 0);
     return 0;
 }

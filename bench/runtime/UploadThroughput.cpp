@@ -12,13 +12,12 @@
 
 #include <tools/local/server/HttpServer.h>
 
+#include "../common/ServerProcess.h"
+
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -43,35 +42,6 @@ std::string makeFile(std::uint64_t bytes)
         out.write(block.data(), static_cast<std::streamsize>(std::min<std::uint64_t>(block.size(), bytes - written)));
     }
     return path;
-}
-
-// Runs the server in a child process; returns its pid and port.
-std::pair<pid_t, std::uint16_t> startServer()
-{
-    int channel[2];
-    if (pipe(channel) != 0) {
-        throw std::runtime_error("pipe failed");
-    }
-    const pid_t child = fork();
-    if (child == 0) {
-        local::HttpServer server;
-        server.route("POST", "/upload", [](const local::RecordedRequest& request) {
-            const std::uint64_t received = request.parts.empty() ? 0 : request.parts.back().size;
-            return local::Response::json(200, "{\"bytes\":" + std::to_string(received) + "}");
-        });
-        server.start();
-        const std::uint16_t port = server.port();
-        if (write(channel[1], &port, sizeof port) != sizeof port) {
-            _exit(1);
-        }
-        pause();
-        _exit(0);
-    }
-    std::uint16_t port = 0;
-    if (read(channel[0], &port, sizeof port) != sizeof port) {
-        throw std::runtime_error("the server did not start");
-    }
-    return {child, port};
 }
 
 double sendWithApiClient(sdk::ApiClient& client, const std::string& path, std::uint64_t bytes)
@@ -118,8 +88,16 @@ int main(int argc, char** argv)
     const int rounds = argc > 2 ? std::stoi(argv[2]) : 3;
     const std::uint64_t bytes = mebibytes << 20;
 
-    const auto [server, port] = startServer();
-    const std::string url = "http://127.0.0.1:" + std::to_string(port);
+    const bench::ServerProcess server([] {
+        static local::HttpServer uploads;
+        uploads.route("POST", "/upload", [](const local::RecordedRequest& request) {
+            const std::uint64_t received = request.parts.empty() ? 0 : request.parts.back().size;
+            return local::Response::json(200, "{\"bytes\":" + std::to_string(received) + "}");
+        });
+        uploads.start();
+        return uploads.port();
+    });
+    const std::string url = "http://127.0.0.1:" + std::to_string(server.port());
     const std::string path = makeFile(bytes);
 
     auto configuration = std::make_shared<sdk::ApiConfiguration>();
@@ -145,8 +123,6 @@ int main(int argc, char** argv)
     std::printf("ApiClient / curl: %.0f%%\n", 100.0 * oursRate / curlRate);
     std::printf("client peak RSS: %.1f MiB\n", static_cast<double>(usage.ru_maxrss) / 1024.0);
 
-    kill(server, SIGTERM);
-    waitpid(server, nullptr, 0);
     std::remove(path.c_str());
     return 0;
 }
