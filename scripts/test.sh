@@ -10,8 +10,11 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 sanitize=${LITHMAR_SANITIZE:-}
 build_dir="$root/out/${sanitize:+sanitize-${sanitize//,/-}}"
 [ -n "$sanitize" ] || build_dir="$root/out/release"
-build_type=RelWithDebInfo
+build_type=Release
 [ -z "$sanitize" ] || build_type=Debug
+
+# Compiler cache hits across checkouts in other folders (CI clones afresh).
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=true
 
 cmake -S "$root" -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE="$build_type" -DLITHMAR_SANITIZE="$sanitize" \
   -DLITHMAR_BUILD_BENCH="${LITHMAR_BUILD_BENCH:-OFF}"
