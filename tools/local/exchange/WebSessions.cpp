@@ -3,6 +3,7 @@
 #include <tools/local/exchange/RandomText.h>
 #include <tools/local/server/AsciiText.h>
 
+#include <algorithm>
 #include <cctype>
 
 namespace lithmar::local {
@@ -20,7 +21,10 @@ std::string upperCase(std::string text)
 
 } // namespace
 
-WebSessions::WebSessions(std::string nodeName) : m_nodeName(std::move(nodeName)) {}
+WebSessions::WebSessions(std::string nodeName, std::size_t maxSessions)
+    : m_nodeName(std::move(nodeName)), m_maxSessions(std::max<std::size_t>(maxSessions, 1))
+{
+}
 
 WebSessions::Admission WebSessions::admit(const RecordedRequest& request)
 {
@@ -33,7 +37,12 @@ WebSessions::Admission WebSessions::admit(const RecordedRequest& request)
         // Upper-case hex, as the platform's application servers write it.
         admission.sessionId = upperCase(randomHex(32));
         admission.opened = true;
+        if (m_sessionsByAge.size() == m_maxSessions) {
+            m_sessions.erase(m_sessionsByAge.front());
+            m_sessionsByAge.pop_front();
+        }
         m_sessions.insert(admission.sessionId);
+        m_sessionsByAge.push_back(admission.sessionId);
     }
     if (m_visits.size() == kMaxVisits) {
         m_visits.pop_front();

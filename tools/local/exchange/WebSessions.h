@@ -34,7 +34,10 @@ public:
         bool opened = false; // a new session: send cookieHeaders()
     };
 
-    explicit WebSessions(std::string nodeName = "lithmar-local-1");
+    // Beyond `maxSessions` the oldest session is forgotten, as a server lets
+    // idle sessions expire: clients that never send their cookie back (curl,
+    // load tests) would otherwise grow the table without end.
+    explicit WebSessions(std::string nodeName = "lithmar-local-1", std::size_t maxSessions = 100000);
 
     // The session `request` belongs to, opened now when its cookies name no
     // known session. Records the visit. Safe from any thread.
@@ -55,8 +58,10 @@ public:
 
 private:
     const std::string m_nodeName;
+    const std::size_t m_maxSessions;
     mutable std::mutex m_mutex;
     std::set<std::string> m_sessions;
+    std::deque<std::string> m_sessionsByAge; // oldest first
     std::deque<SessionVisit> m_visits;
 };
 

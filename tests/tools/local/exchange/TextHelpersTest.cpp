@@ -104,6 +104,24 @@ TEST(SessionCookie, IsFoundAmongOtherCookiesWhateverTheSpacing)
     EXPECT_EQ(WebSessions::cookieValue("", "JSESSIONID"), std::nullopt);
 }
 
+TEST(WebSessionTable, ForgetsTheOldestSessionBeyondItsSize)
+{
+    WebSessions sessions("node-7", 2);
+    auto withCookie = [](const std::string& id) {
+        RecordedRequest request;
+        request.method = "GET";
+        request.headers.push_back({"Cookie", "JSESSIONID=" + id});
+        return request;
+    };
+    const std::string first = sessions.admit(RecordedRequest{}).sessionId;
+    const std::string second = sessions.admit(RecordedRequest{}).sessionId;
+    EXPECT_FALSE(sessions.admit(withCookie(first)).opened);
+    sessions.admit(RecordedRequest{});
+    EXPECT_EQ(sessions.sessionCount(), 2u);
+    EXPECT_TRUE(sessions.admit(withCookie(first)).opened) << "the oldest was forgotten";
+    EXPECT_EQ(sessions.cookieHeaders(second).at(1).value, "SERVERID=node-7; path=/");
+}
+
 TEST(JsonContentType, AcceptsJsonMediaTypesInUtf8Only)
 {
     for (const char* good : {"application/json", "Application/JSON", "application/json; charset=utf-8",
