@@ -23,7 +23,9 @@ function(lithmar_shared_library target export_header)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+    # Installed side by side, the exchange library finds the runtime next to it.
+    INSTALL_RPATH "$ORIGIN")
   include(GenerateExportHeader)
   generate_export_header(${target} EXPORT_FILE_NAME ${PROJECT_BINARY_DIR}/include/${export_header})
   target_include_directories(${target} PUBLIC

@@ -2,6 +2,7 @@
 
 #include <lithmar/runtime/Utf8.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -54,7 +55,14 @@ ModelBase::~ModelBase() = default;
 
 web::json::value ModelBase::toJson(const std::wstring& value)
 {
-    return web::json::value::string(toUtf8(value));
+    // cpprestsdk's own check counts every byte above 127 as needing an escape
+    // (char is signed), which sends all non-ASCII text down its slow path when
+    // serialising; only control characters, quotes and backslashes need one.
+    std::string text = toUtf8(value);
+    const bool needsEscapes = std::any_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\';
+    });
+    return web::json::value::string(std::move(text), needsEscapes);
 }
 
 web::json::value ModelBase::toJson(int32_t value)

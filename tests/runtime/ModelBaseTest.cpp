@@ -49,6 +49,7 @@ TEST(ModelBaseJson, IntegersMustFitIn32Bits)
 
 TEST(ModelBaseJson, WritesValuesAndNullModels)
 {
+    EXPECT_EQ(ModelBase::toJson(std::wstring(L"a\"b\\c\n\u0001\u00e9")).serialize(), "\"a\\\"b\\\\c\\n\\u0001\xc3\xa9\"");
     EXPECT_EQ(ModelBase::toJson(std::wstring(L"\u00e9")).serialize(), "\"\xc3\xa9\"");
     EXPECT_EQ(ModelBase::toJson(int32_t{-3}).serialize(), "-3");
     EXPECT_TRUE(ModelBase::toJson(std::shared_ptr<ModelBase>()).is_null());
