@@ -83,6 +83,18 @@ int main(int argc, char** argv)
     const double oursSequential = seconds(Clock::now() - sequentialStart) / calls * 1e6;
     std::sort(latencies.begin(), latencies.end());
 
+    // cpprestsdk alone, same request, same connection reuse: what the layers
+    // below the library cost.
+    web::http::client::http_client raw(utility::conversions::to_string_t(exchangeUrl));
+    const auto rawStart = Clock::now();
+    for (int i = 0; i < calls; ++i) {
+        web::http::http_request request(web::http::methods::GET);
+        request.set_request_uri("/common/sites/v1/site-demo");
+        request.headers().add("Accept", "application/json");
+        raw.request(request).then([](web::http::http_response r) { return r.extract_utf8string(true); }).get();
+    }
+    const double rawSequential = seconds(Clock::now() - rawStart) / calls * 1e6;
+
     const std::string urls = "/tmp/getsite-urls.cfg";
     {
         std::ofstream list(urls);
@@ -123,6 +135,7 @@ int main(int argc, char** argv)
     std::printf("getSite sequential, %d calls on one connection:\n", calls);
     std::printf("  DataExchangeApi: %.1f us/call (p50 %.1f, p99 %.1f)\n", oursSequential, latencies[calls / 2],
                 latencies[calls * 99 / 100]);
+    std::printf("  cpprestsdk alone: %.1f us/call\n", rawSequential);
     std::printf("  curl, one connection: %.1f us/call\n", curlSequential);
     std::printf("  ratio: %.2fx curl\n", oursSequential / curlSequential);
     std::printf("getSite concurrent, %d callers, %d s:\n", callers, duration);

@@ -84,25 +84,24 @@ pplx::task<Answer> send(const std::shared_ptr<ApiClient>& apiClient, std::wstrin
     return apiClient
         ->callApiAndRetryOnError(operation.path, operation.method, operation.queryParams, request.body, headers, {},
                                  {}, request.contentType)
-        .then([](web::http::http_response response) {
-            return response.extract_utf8string(true).then(
-                [response](std::string body) { return std::make_pair(response, std::move(body)); });
-        })
-        .then([name, responseType, sessionCookie](std::pair<web::http::http_response, std::string> received) {
-            auto& [response, body] = received;
-            const std::wstring prefix = L"error calling " + name + L": ";
-            if (response.status_code() >= 400) {
-                throw ApiException(response.status_code(), prefix + fromUtf8(response.reason_phrase()),
-                                   contentOf(std::move(body)));
-            }
-            const auto contentType = response.headers().find("Content-Type");
-            if (contentType != response.headers().end() &&
-                contentType->second.find(toUtf8(responseType)) == std::string::npos) {
-                throw ApiException(500, prefix + L"unexpected response type: " + fromUtf8(contentType->second),
-                                   contentOf(std::move(body)));
-            }
-            captureSessionCookies(response, *sessionCookie);
-            return Answer{responseType, std::move(body)};
+        .then([name, responseType, sessionCookie](web::http::http_response response) {
+            // Checked once the body is in, so that an error carries the server's words.
+            return response.extract_utf8string(true).then([response, name, responseType,
+                                                           sessionCookie](std::string body) {
+                const std::wstring prefix = L"error calling " + name + L": ";
+                if (response.status_code() >= 400) {
+                    throw ApiException(response.status_code(), prefix + fromUtf8(response.reason_phrase()),
+                                       contentOf(std::move(body)));
+                }
+                const auto contentType = response.headers().find("Content-Type");
+                if (contentType != response.headers().end() &&
+                    contentType->second.find(toUtf8(responseType)) == std::string::npos) {
+                    throw ApiException(500, prefix + L"unexpected response type: " + fromUtf8(contentType->second),
+                                       contentOf(std::move(body)));
+                }
+                captureSessionCookies(response, *sessionCookie);
+                return Answer{responseType, std::move(body)};
+            });
         });
 }
 
