@@ -26,11 +26,11 @@ void check(const boost::system::error_code& error, const char* step, const tcp::
 
 } // namespace
 
-Listener::Listener(std::vector<asio::io_context*> connectionContexts, const tcp::endpoint& endpoint,
-                   ServerContext& context)
+Listener::Listener(asio::io_context& acceptContext, std::vector<asio::io_context*> connectionContexts,
+                   const tcp::endpoint& endpoint, ServerContext& context)
     : m_connectionContexts(std::move(connectionContexts)),
-      m_acceptor(*m_connectionContexts.front()),
-      m_retryTimer(*m_connectionContexts.front()),
+      m_acceptor(acceptContext),
+      m_retryTimer(acceptContext),
       m_context(context)
 {
     boost::system::error_code error;

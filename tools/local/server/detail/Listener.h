@@ -19,8 +19,10 @@ public:
     // Binds and listens right away, so that the port is known and taken when
     // the constructor returns. Throws std::system_error naming the address.
     // The listener itself runs on the first of `connectionContexts`.
-    Listener(std::vector<boost::asio::io_context*> connectionContexts, const boost::asio::ip::tcp::endpoint& endpoint,
-             ServerContext& context);
+    // Accepts on `acceptContext`, which runs no handler, so that a handler
+    // that blocks never holds up the accepting of new connections.
+    Listener(boost::asio::io_context& acceptContext, std::vector<boost::asio::io_context*> connectionContexts,
+             const boost::asio::ip::tcp::endpoint& endpoint, ServerContext& context);
 
     void start();
     std::uint16_t port() const;

@@ -24,7 +24,8 @@ boost::asio::ip::address listenAddress(const std::string& text)
 
 Runtime::Runtime(ServerContext& context, std::uint16_t port)
 {
-    const std::size_t threads = std::max<std::size_t>(context.options.threads, 1);
+    // One more io_context than connection threads: the first only accepts.
+    const std::size_t threads = std::max<std::size_t>(context.options.threads, 1) + 1;
     std::vector<boost::asio::io_context*> contexts;
     for (std::size_t i = 0; i < threads; ++i) {
         // One thread per io_context: Asio may skip the wake-ups of others.
@@ -33,7 +34,8 @@ Runtime::Runtime(ServerContext& context, std::uint16_t port)
         contexts.push_back(m_contexts.back().get());
     }
     m_listener = std::make_shared<Listener>(
-        contexts, boost::asio::ip::tcp::endpoint(listenAddress(context.options.address), port), context);
+        *contexts.front(), std::vector<boost::asio::io_context*>(contexts.begin() + 1, contexts.end()),
+        boost::asio::ip::tcp::endpoint(listenAddress(context.options.address), port), context);
     m_port = m_listener->port();
     m_listener->start();
     for (const auto& io : m_contexts) {
