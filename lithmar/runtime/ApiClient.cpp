@@ -4,7 +4,6 @@
 #include <lithmar/runtime/MultipartFormData.h>
 #include <lithmar/runtime/Utf8.h>
 #include <lithmar/runtime/detail/Delay.h>
-#include <lithmar/runtime/detail/StringBodyReader.h>
 #include <lithmar/runtime/detail/Transport.h>
 
 #include <boost/algorithm/string/predicate.hpp>

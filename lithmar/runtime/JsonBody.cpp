@@ -18,9 +18,4 @@ std::unique_ptr<BodyReader> JsonBody::openReader()
     return std::make_unique<detail::StringBodyReader>(m_json.serialize());
 }
 
-const web::json::value& JsonBody::json() const
-{
-    return m_json;
-}
-
 } // namespace com::vantorel::lithmar

@@ -14,7 +14,6 @@ public:
     void writeTo(std::ostream& stream) override;
     std::unique_ptr<BodyReader> openReader() override;
 
-    const web::json::value& json() const;
 
 private:
     web::json::value m_json;

@@ -4,6 +4,9 @@
 
 #include <boost/algorithm/string/predicate.hpp>
 
+#include <algorithm>
+#include <iterator>
+
 namespace com::vantorel::lithmar::detail {
 namespace {
 
@@ -58,6 +61,19 @@ web::uri resolve(const web::uri& base, const std::string& location)
     return builder.to_uri();
 }
 
+template <typename Predicate>
+void dropHeaders(std::vector<std::pair<std::string, std::string>>& headers, Predicate drop)
+{
+    headers.erase(std::remove_if(headers.begin(), headers.end(), [&](const auto& header) { return drop(header.first); }),
+                  headers.end());
+}
+
+bool isCredentialHeader(const std::string& name)
+{
+    return std::any_of(std::begin(kCredentialHeaders), std::end(kCredentialHeaders),
+                       [&](const char* credential) { return boost::iequals(name, credential); });
+}
+
 PreparedRequest redirected(PreparedRequest request, const http::http_response& response, const web::uri& location)
 {
     const auto status = response.status_code();
@@ -65,25 +81,10 @@ PreparedRequest redirected(PreparedRequest request, const http::http_response& r
     if (!keepsMethod && request.method != "HEAD") {
         request.method = "GET";
         request.body = nullptr;
-        auto& headers = request.headers;
-        headers.erase(std::remove_if(headers.begin(), headers.end(),
-                                     [](const auto& header) {
-                                         return boost::istarts_with(header.first, "Content-");
-                                     }),
-                      headers.end());
+        dropHeaders(request.headers, [](const std::string& name) { return boost::istarts_with(name, "Content-"); });
     }
     if (originOf(location) != originOf(request.target)) {
-        auto& headers = request.headers;
-        headers.erase(std::remove_if(headers.begin(), headers.end(),
-                                     [](const auto& header) {
-                                         for (const char* name : kCredentialHeaders) {
-                                             if (boost::iequals(header.first, name)) {
-                                                 return true;
-                                             }
-                                         }
-                                         return false;
-                                     }),
-                      headers.end());
+        dropHeaders(request.headers, isCredentialHeader);
     }
     request.target = location;
     return request;
