@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build ccache pkg-config python3
   libcpprest-dev libboost-dev libboost-system-dev libssl-dev libsqlite3-dev libxxhash-dev
   libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
-  curl wrk
+  libcsv-dev curl wrk tinyproxy-bin clang libclang-rt-dev
 )
 
 missing=()
