@@ -1,7 +1,6 @@
 #include <tools/local/exchange/LocalPlatform.h>
 
 #include <tools/local/exchange/ControlEndpoints.h>
-#include <tools/local/exchange/notification/LocalUser.h>
 #include <tools/local/exchange/notification/NotificationControl.h>
 #include <tools/local/exchange/notification/PollEndpoint.h>
 
@@ -32,7 +31,7 @@ std::unique_ptr<HttpServer> makePollServer(const LocalPlatformOptions& options, 
     // One poll every five seconds per client process.
     server.threads = 1;
     auto poll = std::make_unique<HttpServer>(server);
-    installPollEndpoint(*poll, queues, kLocalUser);
+    installPollEndpoint(*poll, queues, TicketStore::kLocalUser);
     return poll;
 }
 
@@ -53,14 +52,42 @@ void startPollServer(HttpServer& server, std::uint16_t port)
     }
 }
 
+SessionServiceOptions sessionOptions(const LocalPlatformOptions& options)
+{
+    const auto sibling = [&options](std::string_view suffix) {
+        return siblingPath(options.exchangeBasePath, service_suffix::kExchange, suffix);
+    };
+    SessionServiceOptions session;
+    session.platformMode = options.platformMode;
+    session.userBasePath = sibling(service_suffix::kUsers);
+    session.directoryBasePath = sibling(service_suffix::kDirectory);
+    session.loginBasePath = sibling(service_suffix::kLogin);
+    session.notificationBasePath = sibling(service_suffix::kNotifications);
+    session.controlPath = kControlPath;
+    return session;
+}
+
+TicketStore::Options ticketOptions(const LocalPlatformOptions& options)
+{
+    TicketStore::Options tickets;
+    tickets.lifetime = options.ticketLifetime;
+    tickets.acceptLocalTicket = !options.platformMode;
+    return tickets;
+}
+
 } // namespace
 
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
-    : m_options(std::move(options)), m_store(m_options.dataDirectory),
+    : m_options(std::move(options)), m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
+      m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity}, m_store, m_sessions),
       m_server(serverOptions(m_options)), m_pollServer(makePollServer(m_options, m_notifications))
 {
+    for (const UserCredentials& user : m_options.users) {
+        m_users.add(user);
+    }
     m_exchange.install(m_server);
+    m_sessionServices.install(m_server);
     installControlEndpoints(m_server, m_sessions);
     installNotificationControl(m_server, m_notifications);
 }
@@ -109,6 +136,14 @@ std::uint16_t LocalPlatform::pollPort() const
 void LocalPlatform::publish(const std::string& user, const std::string& payloadJson)
 {
     m_notifications.publish(user, payloadJson);
+}
+
+std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request) const
+{
+    if (!m_options.platformMode) {
+        return std::string(TicketStore::kLocalUser);
+    }
+    return m_sessions.userOf(request);
 }
 
 std::string LocalPlatform::exchangeUrl() const

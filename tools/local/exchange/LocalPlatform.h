@@ -2,16 +2,20 @@
 
 #include <tools/local/exchange/ExchangeService.h>
 #include <tools/local/exchange/ExchangeStore.h>
-#include <tools/local/exchange/WebSessions.h>
 #include <tools/local/exchange/notification/NotificationQueues.h>
 #include <tools/local/server/HttpServer.h>
+#include <tools/local/session/SessionServices.h>
+#include <tools/local/session/TicketStore.h>
+#include <tools/local/session/UserTable.h>
+#include <tools/local/session/WebSessions.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lithmar::local {
 
@@ -33,9 +37,15 @@ struct LocalPlatformOptions {
     // a free port. The client library polls port 8080, which lithmar-local
     // serves; tests that need it take it in turn.
     std::optional<std::uint16_t> pollPort;
-    // Whether `user` may listen to notifications with `ticket`; the default
-    // accepts exactly the local user with the local ticket.
-    std::function<bool(const std::string& user, const std::string& ticket)> ticketChecker;
+    // false: a local installation, without sign-in ("LOCAL_USER",
+    // "LOCAL_TICKET"). true: the platform's sign-in, current user and login
+    // tickets, for these users and those added through the control
+    // endpoint (see SessionServices).
+    bool platformMode = false;
+    std::vector<UserCredentials> users;
+    std::chrono::seconds ticketLifetime = std::chrono::hours(12);
+    // Rounds of password hashing; tests lower it.
+    unsigned passwordHashIterations = 100000;
 };
 
 // Every platform service that the client library talks to, on one host and
@@ -50,7 +60,7 @@ class LocalPlatform {
 public:
     // Opens (or creates) the state; throws std::runtime_error when the data
     // directory or the request log cannot be used, std::invalid_argument on
-    // a bad base path.
+    // a bad base path or user.
     explicit LocalPlatform(LocalPlatformOptions options = {});
     ~LocalPlatform();
 
@@ -80,8 +90,16 @@ public:
     HttpServer& server() { return m_server; }
     // The same for the poll endpoint; null when it is not served.
     HttpServer* pollServer() { return m_pollServer.get(); }
-    // Which requests carried which session.
+    // Which requests carried which session, and who signed in to them.
     const WebSessions& sessions() const { return m_sessions; }
+    // The login tickets handed out; check(user, ticket) for services that
+    // take one.
+    const TicketStore& tickets() const { return m_tickets; }
+    UserTable& users() { return m_users; }
+    // Who the request acts for: "LOCAL_USER" in a local installation, the
+    // user signed in to its web session in platform mode (nullopt when
+    // none is).
+    std::optional<std::string> userOf(const RecordedRequest& request) const;
     // The state: sites, upload sessions, jobs.
     ExchangeStore& store() { return m_store; }
 
@@ -89,6 +107,9 @@ private:
     const LocalPlatformOptions m_options;
     ExchangeStore m_store;
     WebSessions m_sessions;
+    UserTable m_users;
+    TicketStore m_tickets;
+    SessionServices m_sessionServices;
     ExchangeService m_exchange;
     NotificationQueues m_notifications;
     // Last: stopped, and their handlers gone, before the services they use.

@@ -4,7 +4,7 @@
 #include <tools/local/exchange/JsonCommand.h>
 #include <tools/local/exchange/RequestError.h>
 #include <tools/local/exchange/SafeAnswer.h>
-#include <tools/local/exchange/notification/LocalUser.h>
+#include <tools/local/session/TicketStore.h>
 
 namespace lithmar::local {
 namespace {
@@ -14,7 +14,7 @@ Response publishCommand(NotificationQueues& queues, const RecordedRequest& reque
     const Json command = commandObject(request);
     std::string user = optionalString(command, "user");
     if (user.empty()) {
-        user = kLocalUser;
+        user = TicketStore::kLocalUser;
     }
     const auto payload = command.find("payload");
     if (payload == command.end() || !payload->is_object()) {
