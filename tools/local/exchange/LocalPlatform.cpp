@@ -2,6 +2,7 @@
 
 #include <tools/local/exchange/ControlEndpoints.h>
 #include <tools/local/exchange/notification/NotificationControl.h>
+#include <tools/local/exchange/notification/NotificationSocket.h>
 #include <tools/local/exchange/notification/PollEndpoint.h>
 
 #include <stdexcept>
@@ -90,6 +91,11 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     m_sessionServices.install(m_server);
     installControlEndpoints(m_server, m_sessions);
     installNotificationControl(m_server, m_notifications);
+    installNotificationSocket(
+        m_server, siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kNotifications),
+        m_notifications, [this](const std::string& user, const std::string& ticket) {
+            return m_tickets.check(user, ticket);
+        });
 }
 
 LocalPlatform::~LocalPlatform()
