@@ -29,6 +29,21 @@ bool filled(const char* text)
     return text != nullptr && *text != '\0';
 }
 
+std::shared_ptr<SocketListener> startListener(detail::SocketEndpoint endpoint,
+                                              const std::pair<std::string, std::string>& key, const char* ticket,
+                                              void (*callback)(const char*), SocketListener::Clock::time_point deadline)
+{
+    return SocketListener::start(
+        std::move(endpoint), key.second, ticket, callback, deadline, [key](const SocketListener* stopped) {
+            Listeners& all = listeners();
+            std::lock_guard<std::mutex> guard(all.mutex);
+            const auto entry = all.byServiceAndUser.find(key);
+            if (entry != all.byServiceAndUser.end() && entry->second.get() == stopped) {
+                all.byServiceAndUser.erase(entry);
+            }
+        });
+}
+
 } // namespace
 
 bool SocketService::Connect(const char* user, const char* ticket, const char* notificationUrl, int timeout,
@@ -50,15 +65,13 @@ bool SocketService::Connect(const char* user, const char* ticket, const char* no
     if (existing != open.byServiceAndUser.end() && existing->second->extend(deadline, ticket)) {
         return true;
     }
-    open.byServiceAndUser[key] = SocketListener::start(
-        std::move(*endpoint), user, ticket, callback, deadline, [key](const SocketListener* stopped) {
-            Listeners& all = listeners();
-            std::lock_guard<std::mutex> guard(all.mutex);
-            const auto entry = all.byServiceAndUser.find(key);
-            if (entry != all.byServiceAndUser.end() && entry->second.get() == stopped) {
-                all.byServiceAndUser.erase(entry);
-            }
-        });
+    try {
+        open.byServiceAndUser[key] = startListener(std::move(*endpoint), key, ticket, callback, deadline);
+    } catch (const std::exception&) {
+        // No thread or no memory for another listener: the caller's waits
+        // run into their time-out, as with a service that cannot be reached.
+        return false;
+    }
     return true;
 }
 

@@ -6,6 +6,11 @@
 #include <lithmar/exchange/notification/SocketService.h>
 
 #include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/exchange/notification/NotificationSocket.h>
+
+#include "TestCertificate.h"
+
+#include <boost/asio/ssl/context.hpp>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +18,8 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
+#include <fstream>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -118,6 +125,58 @@ TEST_F(SocketServiceTest, ADroppedConnectionComesBackWithoutLosingNotifications)
     EXPECT_EQ(waitForJobs(3), (Jobs{"first", "while-down-1", "while-down-2"}));
     publish("after");
     EXPECT_EQ(waitForJobs(5), (Jobs{"first", "while-down-1", "while-down-2", "after", "null"}));
+}
+
+// The notification socket alone, over TLS with a certificate made for the test.
+class SocketServiceTls : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        auto tls = std::make_shared<boost::asio::ssl::context>(boost::asio::ssl::context::tls_server);
+        tls->use_certificate(boost::asio::buffer(certificate.certificatePem), boost::asio::ssl::context::pem);
+        tls->use_private_key(boost::asio::buffer(certificate.privateKeyPem), boost::asio::ssl::context::pem);
+        local::ServerOptions options;
+        options.tls = tls;
+        server.emplace(options);
+        local::installNotificationSocket(*server, "/lithmar-gate", queues,
+                                         [](const std::string& user, const std::string& ticket) {
+                                             return user == "LOCAL_USER" && ticket == "LOCAL_TICKET";
+                                         });
+        server->start();
+        queues.publish("LOCAL_USER", R"({"jobId":"secure"})");
+    }
+
+    // OpenSSL's default trust store takes this file in (the process is the
+    // test's own).
+    void trustTheCertificate()
+    {
+        const std::string path = testing::TempDir() + "lithmar-socket-test-ca.pem";
+        std::ofstream(path) << certificate.certificatePem;
+        setenv("SSL_CERT_FILE", path.c_str(), 1);
+    }
+
+    bool connect()
+    {
+        const std::string url = "https://127.0.0.1:" + std::to_string(server->port()) + "/lithmar-gate";
+        return sdk::SocketService::Connect("LOCAL_USER", "LOCAL_TICKET", url.c_str(), 2, record);
+    }
+
+    const sdk::testing::TestCertificate certificate = sdk::testing::makeLoopbackCertificate();
+    local::NotificationQueues queues;
+    std::optional<local::HttpServer> server;
+};
+
+TEST_F(SocketServiceTls, ListensOverWssToAServerItTrusts)
+{
+    trustTheCertificate();
+    ASSERT_TRUE(connect());
+    EXPECT_EQ(waitForJobs(2), (Jobs{"secure", "null"}));
+}
+
+TEST_F(SocketServiceTls, NeverTalksToAServerItDoesNotTrust)
+{
+    ASSERT_TRUE(connect());
+    EXPECT_EQ(waitForJobs(1), Jobs{"null"});
 }
 
 TEST(SocketServiceArguments, RefusesWhatItCannotListenWith)
