@@ -70,6 +70,8 @@ public:
     std::string baseUrl() const;
     // "http://127.0.0.1:<port>/lithmar-xchng"
     std::string exchangeUrl() const;
+    // Where users sign in, in platform mode: ".../lithmar-login/signin"
+    std::string signInUrl() const;
 
     // For scripting faults and reading the request log.
     HttpServer& server() { return m_server; }
