@@ -31,6 +31,10 @@ int main(int argc, char** argv)
             std::cout << "platform mode: " << platform.users().names().size() << " user(s); sign in at "
                       << platform.signInUrl() << " or with xchng signin" << std::endl;
         }
+        if (platform.pollPort() != 0) {
+            std::cout << "notification poll endpoint on http://127.0.0.1:" << platform.pollPort()
+                      << "/notification/api/notification/" << std::endl;
+        }
         app::waitForStopSignal();
         platform.stop();
         std::cout << "lithmar-local stopped" << std::endl;
