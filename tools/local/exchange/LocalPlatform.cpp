@@ -151,4 +151,10 @@ std::string LocalPlatform::exchangeUrl() const
     return baseUrl() + m_exchange.basePath();
 }
 
+std::string LocalPlatform::signInUrl() const
+{
+    return baseUrl() + siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kLogin) +
+           "/signin";
+}
+
 } // namespace lithmar::local

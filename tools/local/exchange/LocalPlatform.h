@@ -77,6 +77,8 @@ public:
     std::string baseUrl() const;
     // "http://127.0.0.1:<port>/lithmar-xchng"
     std::string exchangeUrl() const;
+    // Where users sign in, in platform mode: ".../lithmar-login/signin"
+    std::string signInUrl() const;
     // The port of the poll endpoint, 0 when it is not served.
     std::uint16_t pollPort() const;
 
