@@ -2,6 +2,8 @@
 
 #include <tools/local/exchange/ControlEndpoints.h>
 
+#include <filesystem>
+
 namespace lithmar::local {
 namespace {
 
@@ -20,9 +22,14 @@ ServerOptions serverOptions(const LocalPlatformOptions& options)
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     : m_options(std::move(options)), m_store(m_options.dataDirectory),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity}, m_store, m_sessions),
+      m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
+              m_options.dataDirectory.empty() ? ""
+                                              : (std::filesystem::path(m_options.dataDirectory) / "files").string(),
+              m_store.uploads()),
       m_server(serverOptions(m_options))
 {
     m_exchange.install(m_server);
+    m_files.install(m_server);
     installControlEndpoints(m_server, m_sessions);
 }
 
