@@ -17,10 +17,34 @@ ServerOptions serverOptions(const LocalPlatformOptions& options)
     return server;
 }
 
+SessionServiceOptions sessionOptions(const LocalPlatformOptions& options)
+{
+    const auto sibling = [&options](std::string_view suffix) {
+        return siblingPath(options.exchangeBasePath, service_suffix::kExchange, suffix);
+    };
+    SessionServiceOptions session;
+    session.platformMode = options.platformMode;
+    session.userBasePath = sibling(service_suffix::kUsers);
+    session.directoryBasePath = sibling(service_suffix::kDirectory);
+    session.loginBasePath = sibling(service_suffix::kLogin);
+    session.notificationBasePath = sibling(service_suffix::kNotifications);
+    session.controlPath = kControlPath;
+    return session;
+}
+
+TicketStore::Options ticketOptions(const LocalPlatformOptions& options)
+{
+    TicketStore::Options tickets;
+    tickets.lifetime = options.ticketLifetime;
+    tickets.acceptLocalTicket = !options.platformMode;
+    return tickets;
+}
+
 } // namespace
 
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
-    : m_options(std::move(options)), m_store(m_options.dataDirectory),
+    : m_options(std::move(options)), m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
+      m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity}, m_store, m_sessions),
       m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
               m_options.dataDirectory.empty() ? ""
@@ -28,7 +52,11 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
               m_store.uploads()),
       m_server(serverOptions(m_options))
 {
+    for (const UserCredentials& user : m_options.users) {
+        m_users.add(user);
+    }
     m_exchange.install(m_server);
+    m_sessionServices.install(m_server);
     m_files.install(m_server);
     installControlEndpoints(m_server, m_sessions);
 }
@@ -56,6 +84,14 @@ std::uint16_t LocalPlatform::port() const
 std::string LocalPlatform::baseUrl() const
 {
     return m_server.baseUrl();
+}
+
+std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request) const
+{
+    if (!m_options.platformMode) {
+        return std::string(TicketStore::kLocalUser);
+    }
+    return m_sessions.userOf(request);
 }
 
 std::string LocalPlatform::exchangeUrl() const

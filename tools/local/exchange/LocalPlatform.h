@@ -2,13 +2,19 @@
 
 #include <tools/local/exchange/ExchangeService.h>
 #include <tools/local/exchange/ExchangeStore.h>
-#include <tools/local/exchange/WebSessions.h>
 #include <tools/local/fcs/FileServer.h>
 #include <tools/local/server/HttpServer.h>
+#include <tools/local/session/SessionServices.h>
+#include <tools/local/session/TicketStore.h>
+#include <tools/local/session/UserTable.h>
+#include <tools/local/session/WebSessions.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace lithmar::local {
 
@@ -26,6 +32,15 @@ struct LocalPlatformOptions {
     // Threads answering requests; handlers wait on the database in turn, so
     // a few are enough.
     std::size_t threads = 4;
+    // false: a local installation, without sign-in ("LOCAL_USER",
+    // "LOCAL_TICKET"). true: the platform's sign-in, current user and login
+    // tickets, for these users and those added through the control
+    // endpoint (see SessionServices).
+    bool platformMode = false;
+    std::vector<UserCredentials> users;
+    std::chrono::seconds ticketLifetime = std::chrono::hours(12);
+    // Rounds of password hashing; tests lower it.
+    unsigned passwordHashIterations = 100000;
 };
 
 // Every platform service that the client library talks to, on one host and
@@ -40,7 +55,7 @@ class LocalPlatform {
 public:
     // Opens (or creates) the state; throws std::runtime_error when the data
     // directory or the request log cannot be used, std::invalid_argument on
-    // a bad base path.
+    // a bad base path or user.
     explicit LocalPlatform(LocalPlatformOptions options = {});
     ~LocalPlatform();
 
@@ -60,8 +75,16 @@ public:
 
     // For scripting faults and reading the request log.
     HttpServer& server() { return m_server; }
-    // Which requests carried which session.
+    // Which requests carried which session, and who signed in to them.
     const WebSessions& sessions() const { return m_sessions; }
+    // The login tickets handed out; check(user, ticket) for services that
+    // take one.
+    const TicketStore& tickets() const { return m_tickets; }
+    UserTable& users() { return m_users; }
+    // Who the request acts for: "LOCAL_USER" in a local installation, the
+    // user signed in to its web session in platform mode (nullopt when
+    // none is).
+    std::optional<std::string> userOf(const RecordedRequest& request) const;
     // The state: sites, upload sessions, jobs.
     ExchangeStore& store() { return m_store; }
     // The file server: where checked-in files are kept.
@@ -71,6 +94,9 @@ private:
     const LocalPlatformOptions m_options;
     ExchangeStore m_store;
     WebSessions m_sessions;
+    UserTable m_users;
+    TicketStore m_tickets;
+    SessionServices m_sessionServices;
     ExchangeService m_exchange;
     FileServer m_files;
     // Last: stopped, and its handlers gone, before the services they use.
