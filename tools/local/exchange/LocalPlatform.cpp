@@ -1,8 +1,12 @@
 #include <tools/local/exchange/LocalPlatform.h>
 
 #include <tools/local/exchange/ControlEndpoints.h>
+#include <tools/local/exchange/notification/NotificationControl.h>
+#include <tools/local/exchange/notification/PollEndpoint.h>
 
 #include <filesystem>
+#include <stdexcept>
+#include <system_error>
 
 namespace lithmar::local {
 namespace {
@@ -15,6 +19,38 @@ ServerOptions serverOptions(const LocalPlatformOptions& options)
     server.threads = options.threads;
     server.requestLogFile = options.requestLogFile;
     return server;
+}
+
+std::unique_ptr<HttpServer> makePollServer(const LocalPlatformOptions& options, const NotificationQueues& queues)
+{
+    if (!options.pollPort) {
+        return nullptr;
+    }
+    ServerOptions server;
+    server.address = "127.0.0.1";
+    server.port = *options.pollPort;
+    // One poll every five seconds per client process.
+    server.threads = 1;
+    auto poll = std::make_unique<HttpServer>(server);
+    installPollEndpoint(*poll, queues, TicketStore::kLocalUser);
+    return poll;
+}
+
+// Tells the developer what to do when the poll port is in use: most often
+// another lithmar-local, or another program that took 8080.
+void startPollServer(HttpServer& server, std::uint16_t port)
+{
+    try {
+        server.start();
+    } catch (const std::system_error& e) {
+        const std::string where = "the notification poll endpoint cannot listen on 127.0.0.1:" + std::to_string(port);
+        if (e.code() == std::errc::address_in_use) {
+            throw std::runtime_error(where + ": port " + std::to_string(port) +
+                                     " is taken by another process. Stop that process, or choose another port "
+                                     "with --poll-port (clients poll 8080) or none with --no-poll");
+        }
+        throw std::runtime_error(where + ": " + e.what());
+    }
 }
 
 SessionServiceOptions sessionOptions(const LocalPlatformOptions& options)
@@ -50,7 +86,7 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
               m_options.dataDirectory.empty() ? ""
                                               : (std::filesystem::path(m_options.dataDirectory) / "files").string(),
               m_store.uploads()),
-      m_server(serverOptions(m_options))
+      m_server(serverOptions(m_options)), m_pollServer(makePollServer(m_options, m_notifications))
 {
     for (const UserCredentials& user : m_options.users) {
         m_users.add(user);
@@ -59,20 +95,32 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     m_sessionServices.install(m_server);
     m_files.install(m_server);
     installControlEndpoints(m_server, m_sessions);
+    installNotificationControl(m_server, m_notifications);
 }
 
 LocalPlatform::~LocalPlatform()
 {
-    m_server.stop();
+    stop();
 }
 
 void LocalPlatform::start()
 {
     m_server.start();
+    if (m_pollServer) {
+        try {
+            startPollServer(*m_pollServer, *m_options.pollPort);
+        } catch (...) {
+            m_server.stop();
+            throw;
+        }
+    }
 }
 
 void LocalPlatform::stop()
 {
+    if (m_pollServer) {
+        m_pollServer->stop();
+    }
     m_server.stop();
 }
 
@@ -86,6 +134,16 @@ std::string LocalPlatform::baseUrl() const
     return m_server.baseUrl();
 }
 
+std::uint16_t LocalPlatform::pollPort() const
+{
+    return m_pollServer ? m_pollServer->port() : 0;
+}
+
+void LocalPlatform::publish(const std::string& user, const std::string& payloadJson)
+{
+    m_notifications.publish(user, payloadJson);
+}
+
 std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request) const
 {
     if (!m_options.platformMode) {
@@ -97,6 +155,12 @@ std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request)
 std::string LocalPlatform::exchangeUrl() const
 {
     return baseUrl() + m_exchange.basePath();
+}
+
+std::string LocalPlatform::signInUrl() const
+{
+    return baseUrl() + siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kLogin) +
+           "/signin";
 }
 
 } // namespace lithmar::local

@@ -2,6 +2,7 @@
 
 #include <tools/local/exchange/ExchangeService.h>
 #include <tools/local/exchange/ExchangeStore.h>
+#include <tools/local/exchange/notification/NotificationQueues.h>
 #include <tools/local/fcs/FileServer.h>
 #include <tools/local/server/HttpServer.h>
 #include <tools/local/session/SessionServices.h>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +34,11 @@ struct LocalPlatformOptions {
     // Threads answering requests; handlers wait on the database in turn, so
     // a few are enough.
     std::size_t threads = 4;
+    // Where the notification service answers the polling client of the
+    // local user (see PollEndpoint.h), on 127.0.0.1: unset for nowhere, 0 for
+    // a free port. The client library polls port 8080, which lithmar-local
+    // serves; tests that need it take it in turn.
+    std::optional<std::uint16_t> pollPort;
     // false: a local installation, without sign-in ("LOCAL_USER",
     // "LOCAL_TICKET"). true: the platform's sign-in, current user and login
     // tickets, for these users and those added through the control
@@ -72,9 +79,21 @@ public:
     std::string baseUrl() const;
     // "http://127.0.0.1:<port>/lithmar-xchng"
     std::string exchangeUrl() const;
+    // Where users sign in, in platform mode: ".../lithmar-login/signin"
+    std::string signInUrl() const;
+    // The port of the poll endpoint, 0 when it is not served.
+    std::uint16_t pollPort() const;
+
+    // Sends `payloadJson` (a JSON object, for an import a job's result with
+    // its "jobId") to `user` through the notification service. Throws
+    // std::invalid_argument when the payload is not a JSON object.
+    void publish(const std::string& user, const std::string& payloadJson);
+    NotificationQueues& notifications() { return m_notifications; }
 
     // For scripting faults and reading the request log.
     HttpServer& server() { return m_server; }
+    // The same for the poll endpoint; null when it is not served.
+    HttpServer* pollServer() { return m_pollServer.get(); }
     // Which requests carried which session, and who signed in to them.
     const WebSessions& sessions() const { return m_sessions; }
     // The login tickets handed out; check(user, ticket) for services that
@@ -99,8 +118,10 @@ private:
     SessionServices m_sessionServices;
     ExchangeService m_exchange;
     FileServer m_files;
-    // Last: stopped, and its handlers gone, before the services they use.
+    NotificationQueues m_notifications;
+    // Last: stopped, and their handlers gone, before the services they use.
     HttpServer m_server;
+    std::unique_ptr<HttpServer> m_pollServer;
 };
 
 } // namespace lithmar::local
