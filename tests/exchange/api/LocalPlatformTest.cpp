@@ -22,15 +22,16 @@ namespace {
 
 class LocalPlatformTest : public testing::Test {
 protected:
-    static local::LocalPlatformOptions options(std::size_t queueCapacity = 100)
+    static local::LocalPlatformOptions options(std::size_t queueCapacity, std::size_t jobWorkers)
     {
         local::LocalPlatformOptions settings;
         settings.jobQueueCapacity = queueCapacity;
+        settings.jobWorkers = jobWorkers;
         return settings;
     }
 
-    explicit LocalPlatformTest(std::size_t queueCapacity = 100)
-        : platform(options(queueCapacity)), exchange(clientFor(platform))
+    explicit LocalPlatformTest(std::size_t queueCapacity = 100, std::size_t jobWorkers = 2)
+        : platform(options(queueCapacity, jobWorkers)), exchange(clientFor(platform))
     {
     }
 
@@ -200,7 +201,8 @@ TEST_F(LocalPlatformTest, KeepsTheSessionTheServiceHandsOut)
 
 class FullQueueTest : public LocalPlatformTest {
 protected:
-    FullQueueTest() : LocalPlatformTest(1) {}
+    // No job runner empties the queue.
+    FullQueueTest() : LocalPlatformTest(1, 0) {}
 };
 
 TEST_F(FullQueueTest, AFullQueueAnswersWithQueueFull)

@@ -2,6 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
+#include <cstdint>
+
 namespace lithmar::local::app {
 
 std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const* argv, std::ostream& out,
@@ -31,12 +34,24 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
                     "\"jobId\": \"QUEUE_FULL\"")
         ->capture_default_str();
 
+    program
+        .add_option("--job-workers", options.jobWorkers,
+                    "Threads carrying out import jobs; 0 leaves every job queued (to try a full queue)")
+        ->capture_default_str();
+    std::int64_t jobDelayMs = 0;
+    program
+        .add_option("--job-delay", jobDelayMs,
+                    "Milliseconds each import job waits before it runs, to try waits and time-outs")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{24} * 3600 * 1000))
+        ->capture_default_str();
+
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         exitCode = program.exit(e, out, errors);
         return std::nullopt;
     }
+    options.jobDelay = std::chrono::milliseconds(jobDelayMs);
     return options;
 }
 

@@ -19,7 +19,10 @@ ServerOptions serverOptions(const LocalPlatformOptions& options)
 
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     : m_options(std::move(options)), m_store(m_options.dataDirectory),
-      m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity}, m_store, m_sessions),
+      m_jobRunner(m_store, {m_options.jobWorkers, m_options.jobDelay}, m_options.storedFile, m_options.publishResult),
+      m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity, m_options.uploadingUser,
+                  [this] { m_jobRunner.wake(); }},
+                 m_store, m_sessions),
       m_server(serverOptions(m_options))
 {
     m_exchange.install(m_server);
@@ -28,17 +31,20 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
 
 LocalPlatform::~LocalPlatform()
 {
-    m_server.stop();
+    stop();
 }
 
 void LocalPlatform::start()
 {
     m_server.start();
+    m_jobRunner.start();
 }
 
 void LocalPlatform::stop()
 {
+    // Requests first, so that no job is queued behind the runner's back.
     m_server.stop();
+    m_jobRunner.stop();
 }
 
 std::uint16_t LocalPlatform::port() const

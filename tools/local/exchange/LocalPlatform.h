@@ -3,10 +3,13 @@
 #include <tools/local/exchange/ExchangeService.h>
 #include <tools/local/exchange/ExchangeStore.h>
 #include <tools/local/exchange/WebSessions.h>
+#include <tools/local/exchange/imports/JobRunner.h>
 #include <tools/local/server/HttpServer.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace lithmar::local {
@@ -24,6 +27,19 @@ struct LocalPlatformOptions {
     // Threads answering requests; handlers wait on the database in turn, so
     // a few are enough.
     std::size_t threads = 4;
+
+    // Threads carrying out import jobs; 0 leaves every job queued.
+    std::size_t jobWorkers = 2;
+    // How long each import job waits before it runs.
+    std::chrono::milliseconds jobDelay{0};
+    // Where the file checked in for a stream is kept. Unset: no stream has
+    // a file, and every import fails saying so.
+    imports::StoredFileLookup storedFile;
+    // Delivers a job's result to the user who asked for the import. Unset:
+    // the result is only recorded with the job.
+    imports::PublishResult publishResult;
+    // The user who sent an import request. Unset: "LOCAL_USER".
+    std::function<std::string(const RecordedRequest&)> uploadingUser;
 };
 
 // Every platform service that the client library talks to, on one host and
@@ -67,6 +83,7 @@ private:
     const LocalPlatformOptions m_options;
     ExchangeStore m_store;
     WebSessions m_sessions;
+    imports::JobRunner m_jobRunner;
     ExchangeService m_exchange;
     // Last: stopped, and its handlers gone, before the services they use.
     HttpServer m_server;
