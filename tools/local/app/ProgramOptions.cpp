@@ -44,6 +44,18 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
                     "Milliseconds each import job waits before it runs, to try waits and time-outs")
         ->check(CLI::Range(std::int64_t{0}, std::int64_t{24} * 3600 * 1000))
         ->capture_default_str();
+    std::uint16_t pollPort = 8080;
+    program
+        .add_option("--poll-port", pollPort,
+                    "Port on 127.0.0.1 of the notification endpoint that the client library polls for the local "
+                    "user; the library asks 8080")
+        ->capture_default_str();
+    bool noPoll = false;
+    program
+        .add_flag("--no-poll", noPoll,
+                  "Do not serve the poll endpoint (when another program holds port 8080); clients of the local "
+                  "user then get no upload results")
+        ->excludes("--poll-port");
 
     try {
         program.parse(argc, argv);
@@ -52,6 +64,9 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
         return std::nullopt;
     }
     options.jobDelay = std::chrono::milliseconds(jobDelayMs);
+    if (!noPoll) {
+        options.pollPort = pollPort;
+    }
     return options;
 }
 

@@ -107,7 +107,9 @@ void JobRunner::runOne(const JobRecord& job)
                   << std::endl;
         return;
     }
-    if (!m_publish) {
+    if (!m_publish || job.user.empty()) {
+        // Sent from a web session nobody had signed in to: no one to tell.
+        // The result stays in the job's record.
         return;
     }
     try {

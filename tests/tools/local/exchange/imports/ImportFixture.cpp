@@ -76,18 +76,23 @@ LocalPlatformOptions& ImportHooks::into(LocalPlatformOptions& options)
         const auto found = m_files.find(streamId);
         return found == m_files.end() ? std::nullopt : std::optional<fs::path>(found->second);
     };
-    options.publishResult = [this](const std::string& user, const std::string& payload) {
+    return options;
+}
+
+void ImportHooks::listen(LocalPlatform& platform, const std::string& user)
+{
+    platform.notifications().subscribe(user, -1, [this, user](const Notification& notification) {
         {
             std::lock_guard<std::mutex> lock(m_mutex);
-            m_results.emplace_back(user, Json::parse(payload));
+            m_results.emplace_back(user, Json::parse(notification.payload));
         }
         m_published.notify_all();
-    };
-    return options;
+    });
 }
 
 ImportTest::ImportTest(LocalPlatformOptions options) : platform(hooks.into(options))
 {
+    hooks.listen(platform);
     platform.start();
 }
 
@@ -100,7 +105,7 @@ std::string createSite(LocalPlatform& platform, const std::string& name)
 
 std::string sendImport(LocalPlatform& platform, ImportHooks& hooks, const std::string& path,
                        const std::vector<fs::path>& files, const std::string& siteId, const std::string& fields,
-                       bool singleStream)
+                       bool singleStream, const std::vector<Header>& headers)
 {
     const Json upload =
         exchangePost(platform.port(), "/upload/v1/start", Json{{"numberOfFiles", files.size()}}.dump()).json();
@@ -118,7 +123,7 @@ std::string sendImport(LocalPlatform& platform, ImportHooks& hooks, const std::s
     } else {
         command["fcsStreamIds"] = streams;
     }
-    const HttpReply reply = exchangePost(platform.port(), path, command.dump());
+    const HttpReply reply = exchangePost(platform.port(), path, command.dump(), headers);
     EXPECT_EQ(reply.status, 200) << reply.body;
     return reply.json().value("jobId", reply.body);
 }

@@ -38,21 +38,24 @@ private:
     fs::path m_path;
 };
 
-// What the platform would get from the file server and hand to the
-// notification service: the files checked in per stream, and the results
-// published per user.
+// The files that jobs find checked in per stream, and the results that
+// the platform's notification service received for its users.
 class ImportHooks {
 public:
     void checkIn(const std::string& streamId, fs::path file);
     // Called when a job looks a stream's file up, before the answer.
     std::function<void(const std::string& streamId)> onLookup;
 
-    // The result published for `jobId`; fails the test after 60 s without.
+    // The result published for `jobId` (with its user); throws after 60 s
+    // without.
     std::pair<std::string, Json> resultOf(const std::string& jobId);
     std::size_t publishedCount();
 
-    // Wires the hooks into `options`; the hooks must outlive the platform.
+    // Lets the platform made with `options` find the checked-in files; the
+    // hooks must outlive it.
     LocalPlatformOptions& into(LocalPlatformOptions& options);
+    // Collects what `platform` publishes to `user`.
+    void listen(LocalPlatform& platform, const std::string& user = "LOCAL_USER");
 
 private:
     std::mutex m_mutex;
@@ -68,7 +71,7 @@ std::string createSite(LocalPlatform& platform, const std::string& name);
 // what the service answered instead).
 std::string sendImport(LocalPlatform& platform, ImportHooks& hooks, const std::string& path,
                        const std::vector<fs::path>& files, const std::string& siteId, const std::string& fields = "",
-                       bool singleStream = false);
+                       bool singleStream = false, const std::vector<Header>& headers = {});
 Json siteTree(LocalPlatform& platform, const std::string& siteId);
 // The job's status once it is `status`, or its status after 30 s.
 std::string waitForStatus(LocalPlatform& platform, const std::string& jobId, const std::string& status);

@@ -108,6 +108,41 @@ TEST_F(ImportJobs, ImportsIntoExistingObjectsReplaceOrAddWithoutCountingTwice)
     EXPECT_EQ(childOfKind(tree, "GeologicModel")["name"], "M");
 }
 
+class PlatformModeImports : public ImportTest {
+protected:
+    PlatformModeImports() : ImportTest(options()) { hooks.listen(platform, "ada"); }
+    static LocalPlatformOptions options()
+    {
+        LocalPlatformOptions o;
+        o.platformMode = true;
+        o.users = {{"ada", "secret"}};
+        o.passwordHashIterations = 1000;
+        return o;
+    }
+};
+
+TEST_F(PlatformModeImports, TheResultGoesToTheUserSignedInToTheImportsWebSession)
+{
+    const HttpReply signIn = httpCall(platform.port(), "POST", "/lithmar-login/signin",
+                                      {{"Content-Type", "application/json"}}, R"({"user":"ada","password":"secret"})");
+    ASSERT_EQ(signIn.status, 200) << signIn.body;
+    std::string cookie;
+    for (const std::string& line : signIn.headerLines("Set-Cookie")) {
+        cookie += (cookie.empty() ? "" : "; ") + line.substr(0, line.find(';'));
+    }
+    const std::string site = createSite("Signed in");
+    const std::string job = sendImport(platform, hooks, "/exploration/terrains/v1", {exampleFile("terrain.asc")},
+                                       site, R"("name":"T")", false, {{"Cookie", cookie}});
+    const auto [user, result] = hooks.resultOf(job);
+    EXPECT_EQ(user, "ada");
+    EXPECT_EQ(result["result"], "SUCCESS");
+
+    const std::string anonymous = import("/exploration/terrains/v1", {exampleFile("terrain.asc")}, site, R"("name":"A")");
+    EXPECT_EQ(waitForStatus(platform, anonymous, "DONE"), "DONE");
+    EXPECT_EQ(platform.store().jobs().job(anonymous)->user, "") << "nobody signed in: nobody to tell";
+    EXPECT_EQ(hooks.publishedCount(), 1u);
+}
+
 LocalPlatformOptions storedIn(const fs::path& directory, ImportHooks& hooks)
 {
     LocalPlatformOptions options;
@@ -125,6 +160,7 @@ TEST(JobRestart, AJobWaitingAtStopGoesBackToTheQueueAndRunsOnceAfterARestart)
         LocalPlatformOptions options = storedIn(directory.path(), hooks);
         options.jobDelay = std::chrono::minutes(10);
         LocalPlatform platform(options);
+        hooks.listen(platform);
         platform.start();
         site = createSite(platform, "Restarted");
         job = sendImport(platform, hooks, "/exploration/terrains/v1", {exampleFile("terrain.asc")}, site,
@@ -136,6 +172,7 @@ TEST(JobRestart, AJobWaitingAtStopGoesBackToTheQueueAndRunsOnceAfterARestart)
     EXPECT_EQ(hooks.publishedCount(), 0u);
 
     LocalPlatform restarted(storedIn(directory.path(), hooks));
+    hooks.listen(restarted);
     restarted.start();
     EXPECT_EQ(hooks.resultOf(job).second["result"], "SUCCESS");
     EXPECT_EQ(waitForStatus(restarted, job, "DONE"), "DONE");
@@ -159,6 +196,7 @@ TEST(JobRestart, AJobLeftRunningByAPlatformThatDiedRunsAtTheNextStart)
         ASSERT_TRUE(platform.store().jobs().claimNext());
     }
     LocalPlatform restarted(storedIn(directory.path(), hooks));
+    hooks.listen(restarted);
     restarted.start();
     EXPECT_EQ(hooks.resultOf(job).second["result"], "SUCCESS");
 }
