@@ -4,6 +4,7 @@
 #include <tools/local/exchange/notification/NotificationControl.h>
 #include <tools/local/exchange/notification/PollEndpoint.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -75,12 +76,27 @@ TicketStore::Options ticketOptions(const LocalPlatformOptions& options)
     return tickets;
 }
 
+imports::StoredFileLookup storedFileLookup(const LocalPlatformOptions& options, FileServer& files)
+{
+    if (options.storedFile) {
+        return options.storedFile;
+    }
+    return [&files](const std::string& streamId) -> std::optional<std::filesystem::path> {
+        const auto stored = files.storedFile(streamId);
+        return stored ? std::optional<std::filesystem::path>(stored->path) : std::nullopt;
+    };
+}
+
 } // namespace
 
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     : m_options(std::move(options)), m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
       m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
-      m_jobRunner(m_store, {m_options.jobWorkers, m_options.jobDelay}, m_options.storedFile,
+      m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
+              m_options.dataDirectory.empty() ? ""
+                                              : (std::filesystem::path(m_options.dataDirectory) / "files").string(),
+              m_store.uploads()),
+      m_jobRunner(m_store, {m_options.jobWorkers, m_options.jobDelay}, storedFileLookup(m_options, m_files),
                   [this](const std::string& user, const std::string& payloadJson) { publish(user, payloadJson); }),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity,
                   [this](const RecordedRequest& request) { return userOf(request).value_or(std::string()); },
@@ -93,6 +109,7 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     }
     m_exchange.install(m_server);
     m_sessionServices.install(m_server);
+    m_files.install(m_server);
     installControlEndpoints(m_server, m_sessions);
     installNotificationControl(m_server, m_notifications);
 }
@@ -157,6 +174,12 @@ std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request)
 std::string LocalPlatform::exchangeUrl() const
 {
     return baseUrl() + m_exchange.basePath();
+}
+
+std::string LocalPlatform::signInUrl() const
+{
+    return baseUrl() + siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kLogin) +
+           "/signin";
 }
 
 } // namespace lithmar::local

@@ -4,6 +4,7 @@
 #include <tools/local/exchange/ExchangeStore.h>
 #include <tools/local/exchange/imports/JobRunner.h>
 #include <tools/local/exchange/notification/NotificationQueues.h>
+#include <tools/local/fcs/FileServer.h>
 #include <tools/local/server/HttpServer.h>
 #include <tools/local/session/SessionServices.h>
 #include <tools/local/session/TicketStore.h>
@@ -25,7 +26,8 @@ struct LocalPlatformOptions {
     std::string address = "127.0.0.1";
     // 0 picks a free port (tests); lithmar-local uses 8480 by default.
     std::uint16_t port = 0;
-    // "" keeps the state in memory; otherwise <dataDirectory>/platform.db.
+    // "" keeps the state in memory and checked-in files in a temporary
+    // directory; otherwise <dataDirectory>/platform.db and <dataDirectory>/files.
     std::string dataDirectory;
     // "" for none; otherwise one line per request appended to this file.
     std::string requestLogFile;
@@ -53,8 +55,9 @@ struct LocalPlatformOptions {
     std::size_t jobWorkers = 2;
     // How long each import job waits before it runs.
     std::chrono::milliseconds jobDelay{0};
-    // Where the file checked in for a stream is kept. Unset: no stream has
-    // a file, and every import fails saying so.
+    // Where the jobs find the file checked in for a stream. Unset: the
+    // platform's file server (files()); tests set it to import files
+    // without checking them in.
     imports::StoredFileLookup storedFile;
 };
 
@@ -87,6 +90,8 @@ public:
     std::string baseUrl() const;
     // "http://127.0.0.1:<port>/lithmar-xchng"
     std::string exchangeUrl() const;
+    // Where users sign in, in platform mode: ".../lithmar-login/signin"
+    std::string signInUrl() const;
     // The port of the poll endpoint, 0 when it is not served.
     std::uint16_t pollPort() const;
 
@@ -112,6 +117,8 @@ public:
     std::optional<std::string> userOf(const RecordedRequest& request) const;
     // The state: sites, upload sessions, jobs.
     ExchangeStore& store() { return m_store; }
+    // The file server: where checked-in files are kept.
+    FileServer& files() { return m_files; }
 
 private:
     const LocalPlatformOptions m_options;
@@ -121,6 +128,7 @@ private:
     TicketStore m_tickets;
     SessionServices m_sessionServices;
     NotificationQueues m_notifications;
+    FileServer m_files;
     imports::JobRunner m_jobRunner;
     ExchangeService m_exchange;
     // Last: stopped, and their handlers gone, before the services they use.

@@ -42,6 +42,10 @@ std::string readWhole(const fs::path& path, const std::string& label)
 
 std::string SourceFile::label() const
 {
+    // The file server may keep a file under its stream's id.
+    if (fileName.empty() || fileName == streamId) {
+        return "stream " + streamId;
+    }
     return fileName + " (stream " + streamId + ")";
 }
 

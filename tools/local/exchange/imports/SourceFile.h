@@ -20,7 +20,8 @@ struct SourceFile {
     std::string fileName;
     std::string text; // UTF-8, without a byte order mark
 
-    // "collars.csv (stream fcs-1f...)", for messages.
+    // "collars.csv (stream fcs-1f...)", or "stream fcs-1f..." for a file
+    // named after its stream, for messages.
     std::string label() const;
 };
 

@@ -186,7 +186,7 @@ TEST(SourceFiles, RefuseMissingStreamsUnreadableFilesAndTextThatIsNotUtf8)
 
     const std::pair<const char*, const char*> faults[] = {
         {"unknown", "no file was checked in for the stream unknown"},
-        {"gone", "cannot read the file of gone (stream gone)"},
+        {"gone", "cannot read the file of stream gone: "},
         {"folder", "cannot read the file of"},
         {"latin1", "latin1.csv (stream latin1) is not UTF-8 text"},
     };
