@@ -3,11 +3,14 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "SessionCommands.h"
+#include "UploadCommands.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
 #include <iostream>
+
+#include <unistd.h>
 
 namespace lithmar::xchng {
 
@@ -99,6 +102,19 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     downloads->require_subcommand(1);
     addDownloadCommand(*downloads, "model", false, downloadRequest, action);
     addDownloadCommand(*downloads, "feature", true, downloadRequest, action);
+
+    std::vector<std::string> uploadedFiles;
+    auto* uploads = app.add_subcommand("upload", "Upload files to the platform");
+    uploads->require_subcommand(1);
+    auto* files = uploads->add_subcommand(
+        "files", "Check files in to a new upload session, finish it and print the file server's receipts");
+    files->add_option("file", uploadedFiles, "Files to check in, in this order")->required()->check(CLI::ExistingFile);
+    files->callback([&] {
+        const bool terminal = &out == &std::cout && ::isatty(STDOUT_FILENO);
+        action = [&uploadedFiles, terminal](auto& api, Output output) {
+            uploadFiles(api, uploadedFiles, terminal, output);
+        };
+    });
 
     try {
         std::vector<std::string> reversed(args.rbegin(), args.rend());
