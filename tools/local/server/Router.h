@@ -2,7 +2,9 @@
 
 #include <tools/local/server/PathPattern.h>
 #include <tools/local/server/Response.h>
+#include <tools/local/server/WebSocket.h>
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -27,6 +29,13 @@ public:
     // the request, parameters included, before the handler takes its time.
     Handler resolve(RecordedRequest& request) const;
 
+    // WebSocket routes are a table of their own, looked at first for GET
+    // requests only: other methods on their paths go to the HTTP routes.
+    void addWebSocket(std::string_view pattern, WebSocketHandler handler);
+    // The handler of the first WebSocket route matching a GET, with its path
+    // parameters stored in `request.params`; null when none matches.
+    std::shared_ptr<const WebSocketHandler> resolveWebSocket(RecordedRequest& request) const;
+
     // Runs `handler`; one that throws gives 500 with the exception's message.
     static Response run(const Handler& handler, const RecordedRequest& request);
 
@@ -37,8 +46,14 @@ private:
         Handler handler;
     };
 
+    struct WebSocketRoute {
+        PathPattern pattern;
+        std::shared_ptr<const WebSocketHandler> handler;
+    };
+
     mutable std::mutex m_mutex;
     std::vector<Route> m_routes;
+    std::vector<WebSocketRoute> m_webSocketRoutes;
 };
 
 } // namespace lithmar::local
