@@ -148,9 +148,10 @@ protected:
 
     bool sessionClosed() { return closed.get_future().wait_for(kGenerous) == std::future_status::ready; }
 
-    HttpServer server{options()};
+    // Before the server, which reports to them until it is destroyed.
     std::promise<std::shared_ptr<WebSocketSession>> opened;
     std::promise<void> closed;
+    HttpServer server{options()};
 };
 
 INSTANTIATE_TEST_SUITE_P(PlainAndTls, HttpServerWebSocketTest, ::testing::Bool(),
