@@ -1,5 +1,6 @@
 #include <lithmar/runtime/ApiClient.h>
 
+#include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/ModelBase.h>
 #include <lithmar/runtime/MultipartFormData.h>
 #include <lithmar/runtime/Utf8.h>
@@ -133,6 +134,8 @@ pplx::task<web::http::http_response> attempt(std::shared_ptr<RetryState> state)
             if (!pause) {
                 return pplx::task_from_result(response);
             }
+        } catch (const ApiException&) {
+            throw; // the answer came, and was refused: sending it again changes nothing
         } catch (const web::http::http_exception& failure) {
             pause = state->nextPause(classifyTransportError(failure.error_code().value(), failure.what()), std::nullopt);
             if (!pause) {

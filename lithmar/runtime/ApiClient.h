@@ -29,11 +29,16 @@ class Connections;
 // parts, files included), and is produced again from the start for every
 // attempt.
 //
-// Redirects: followed up to the configuration's max_redirects(). A redirect
-// to another origin (scheme, host or port) never carries the Cookie and
-// Authorization headers along. 303, and 301/302 after a POST, continue with a
-// GET without body; 307 and 308 resend the same request. The last answer is
-// returned as it is, 3xx included.
+// Redirects: followed up to the configuration's max_redirects() (10 unless
+// set). A redirect to another origin (scheme, host or port) never carries
+// the Cookie and Authorization headers along. 303, and 301/302 after a POST,
+// continue with a GET without body; 307 and 308 resend the same request. A
+// redirect that cannot be followed fails the task with an ApiException whose
+// code is the 3xx status: "too many redirects" beyond max_redirects(),
+// "redirect without a location", and a Location that is not an http or https
+// URL. max_redirects(0) switches following off for the client: every answer,
+// 3xx included, comes back as it is, for callers that read the redirect
+// itself (the login ticket is in one).
 //
 // Responses of every status come back as responses; transport failures fail
 // the task with cpprestsdk's web::http::http_exception.

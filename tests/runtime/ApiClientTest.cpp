@@ -1,4 +1,5 @@
 #include <lithmar/runtime/ApiClient.h>
+#include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/JsonBody.h>
 #include <lithmar/runtime/ModelBase.h>
 #include <lithmar/runtime/MultipartFormData.h>
@@ -320,6 +321,41 @@ TEST_F(RedirectTest, ReturnsTheRedirectWhenFollowingIsSwitchedOff)
     EXPECT_EQ(response.status_code(), 302);
     EXPECT_EQ(response.headers().find("Location")->second, other->baseUrl() + "/elsewhere");
     EXPECT_TRUE(other->requests().empty());
+}
+
+struct UnfollowableRedirect {
+    const char* name;
+    std::vector<local::Header> headers;
+    const char* message;
+};
+
+TEST_F(RedirectTest, RedirectsThatCannotBeFollowedFailWithTheirStatusAndWhy)
+{
+    const std::vector<UnfollowableRedirect> cases{
+        {"loop", {{"Location", "/start"}}, "too many redirects"},
+        {"no Location", {}, "redirect without a location"},
+        {"empty Location", {{"Location", ""}}, "redirect without a location"},
+        {"ftp", {{"Location", "ftp://127.0.0.1/file"}}, "not an http or https location"},
+        {"mailto", {{"Location", "mailto:someone@example.org"}}, "not an http or https location"},
+    };
+    for (const auto& redirect : cases) {
+        SCOPED_TRACE(redirect.name);
+        origin.clearScript();
+        origin.clearRequests();
+        origin.script("GET", "/start", local::Fault::respond({302, "", redirect.headers, "{}"}),
+                      local::FaultScript::kForever);
+        auto client = clientFor(origin.baseUrl());
+        client->getConfiguration()->getHttpConfig().set_max_redirects(3);
+        try {
+            call(*client, L"GET", L"/start");
+            ADD_FAILURE() << "the redirect was taken as the answer";
+        } catch (const sdk::ApiException& error) {
+            EXPECT_EQ(error.error_code().value(), 302);
+            EXPECT_NE(std::string(error.what()).find(redirect.message), std::string::npos) << error.what();
+        }
+        // Not repeated: one request, plus the three redirects of the loop.
+        EXPECT_EQ(origin.requests().size(), std::string(redirect.name) == "loop" ? 4u : 1u);
+    }
 }
 
 class UploadTest : public ApiClientTest {

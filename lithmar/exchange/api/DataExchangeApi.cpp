@@ -49,8 +49,20 @@ DataExchangeApi::DataExchangeApi(std::shared_ptr<ApiClient> client)
 {
 }
 
-DataExchangeApi::DataExchangeApi(const DataExchangeApi& other) = default;
-DataExchangeApi& DataExchangeApi::operator=(const DataExchangeApi& other) = default;
+DataExchangeApi::DataExchangeApi(const DataExchangeApi& other)
+    : apiClient(other.apiClient), asyncResponseTimeOut(other.getAsyncResponseTimeOut()),
+      sessionCookie(other.sessionCookie), serviceUrls(other.serviceUrls)
+{
+}
+
+DataExchangeApi& DataExchangeApi::operator=(const DataExchangeApi& other)
+{
+    apiClient = other.apiClient;
+    asyncResponseTimeOut = other.getAsyncResponseTimeOut();
+    sessionCookie = other.sessionCookie;
+    serviceUrls = other.serviceUrls;
+    return *this;
+}
 DataExchangeApi::~DataExchangeApi() = default;
 
 pplx::task<std::shared_ptr<model::CreateSiteResult>>
@@ -156,7 +168,7 @@ DataExchangeApi::uploadTerrain(std::shared_ptr<model::TerrainUploadCommand> body
 
 void DataExchangeApi::setAsyncResponseTimeOut(int seconds)
 {
-    asyncResponseTimeOut = seconds;
+    asyncResponseTimeOut.store(seconds, std::memory_order_relaxed);
 }
 
 void DataExchangeApi::setServiceUrls(std::map<std::string, std::string> urls)
@@ -171,7 +183,7 @@ std::shared_ptr<ApiClient> DataExchangeApi::getApiClient() const
 
 int32_t DataExchangeApi::getAsyncResponseTimeOut() const
 {
-    return asyncResponseTimeOut;
+    return asyncResponseTimeOut.load(std::memory_order_relaxed);
 }
 
 const std::wstring& DataExchangeApi::getSessionCookie() const

@@ -24,6 +24,7 @@
 #include <lithmar/exchange/session/SessionCookies.h>
 #include <lithmar/runtime/ApiClient.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -49,7 +50,8 @@ public:
     DataExchangeApi& operator=(const DataExchangeApi& other);
     virtual ~DataExchangeApi();
 
-    // Seconds an upload waits for its result notification.
+    // Seconds an upload waits for its result notification. Uploads that are
+    // waiting already see the new value at their next look.
     void setAsyncResponseTimeOut(int seconds);
     // The platform's service URLs by service key; replaces the whole map.
     void setServiceUrls(std::map<std::string, std::string> serviceUrls);
@@ -84,7 +86,9 @@ protected:
     pplx::task<std::shared_ptr<model::GetSitesResult>> listSites();
 
     std::shared_ptr<ApiClient> apiClient;
-    int32_t asyncResponseTimeOut;
+    // Atomic because waiting uploads read it on the task pool while the host
+    // may set it.
+    std::atomic<int32_t> asyncResponseTimeOut;
     std::wstring sessionCookie;
     std::map<std::string, std::string> serviceUrls;
 };

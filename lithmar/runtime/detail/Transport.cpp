@@ -1,5 +1,7 @@
 #include <lithmar/runtime/detail/Transport.h>
 
+#include <lithmar/runtime/ApiException.h>
+#include <lithmar/runtime/Utf8.h>
 #include <lithmar/runtime/detail/BodyStreamBuffer.h>
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -44,10 +46,29 @@ http::http_request build(const PreparedRequest& request)
     return message;
 }
 
-web::uri resolve(const web::uri& base, const std::string& location)
+// A redirect that cannot be followed ends the call with the 3xx status and
+// a message saying why, rather than handing the 3xx on as if it were the
+// answer the caller asked for.
+[[noreturn]] void refuseRedirect(const http::http_response& response, const web::uri& from, const std::string& why)
 {
-    const web::uri reference(location);
+    throw ApiException(response.status_code(),
+                       fromUtf8(why + " (answer " + std::to_string(response.status_code()) + " from " +
+                                from.to_string() + ")"));
+}
+
+web::uri resolve(const web::uri& base, const std::string& location, const http::http_response& response)
+{
+    web::uri reference;
+    try {
+        reference = web::uri(location);
+    } catch (const web::uri_exception&) {
+        refuseRedirect(response, base, "redirect to an invalid location \"" + location + "\"");
+    }
     if (!reference.scheme().empty()) {
+        if (!boost::iequals(reference.scheme(), "http") && !boost::iequals(reference.scheme(), "https")) {
+            refuseRedirect(response, base,
+                           "redirect to \"" + location + "\", which is not an http or https location");
+        }
         return reference;
     }
     web::uri_builder builder(base);
@@ -91,17 +112,26 @@ PreparedRequest redirected(PreparedRequest request, const http::http_response& r
 }
 
 pplx::task<http::http_response> sendFollowing(std::shared_ptr<Connections> connections, PreparedRequest request,
-                                              std::size_t redirectsLeft)
+                                              std::size_t redirectsLeft, std::size_t maxRedirects)
 {
     auto client = connections->clientFor(request.target);
     return client.request(build(request))
-        .then([connections, request = std::move(request), redirectsLeft](http::http_response response) mutable {
-            const auto location = response.headers().find("Location");
-            if (redirectsLeft == 0 || !isRedirect(response.status_code()) || location == response.headers().end()) {
+        .then([connections, request = std::move(request), redirectsLeft,
+               maxRedirects](http::http_response response) mutable {
+            if (!isRedirect(response.status_code())) {
                 return pplx::task_from_result(response);
             }
-            const web::uri next = resolve(request.target, location->second);
-            return sendFollowing(connections, redirected(std::move(request), response, next), redirectsLeft - 1);
+            const auto location = response.headers().find("Location");
+            if (location == response.headers().end() || location->second.empty()) {
+                refuseRedirect(response, request.target, "redirect without a location");
+            }
+            if (redirectsLeft == 0) {
+                refuseRedirect(response, request.target,
+                               "too many redirects: still redirected after " + std::to_string(maxRedirects) + " were followed");
+            }
+            const web::uri next = resolve(request.target, location->second, response);
+            return sendFollowing(connections, redirected(std::move(request), response, next), redirectsLeft - 1,
+                                 maxRedirects);
         });
 }
 
@@ -140,7 +170,12 @@ std::size_t Connections::maxRedirects() const
 
 pplx::task<web::http::http_response> send(const std::shared_ptr<Connections>& connections, PreparedRequest request)
 {
-    return sendFollowing(connections, std::move(request), connections->maxRedirects());
+    const std::size_t maxRedirects = connections->maxRedirects();
+    if (maxRedirects == 0) {
+        // Following is switched off: the caller wants the 3xx itself.
+        return connections->clientFor(request.target).request(build(request));
+    }
+    return sendFollowing(connections, std::move(request), maxRedirects, maxRedirects);
 }
 
 } // namespace com::vantorel::lithmar::detail

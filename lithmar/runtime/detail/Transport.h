@@ -41,7 +41,8 @@ private:
     std::map<std::string, web::http::client::http_client> m_clients;
 };
 
-// Sends the request once and follows redirects as ApiClient documents.
+// Sends the request once and follows redirects as ApiClient documents; a
+// redirect it cannot follow fails the task with ApiException.
 pplx::task<web::http::http_response> send(const std::shared_ptr<Connections>& connections, PreparedRequest request);
 
 std::string originOf(const web::uri& target);

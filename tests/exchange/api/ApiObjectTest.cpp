@@ -30,6 +30,23 @@ TEST(ApiObject, StoresSettingsAsGiven)
     EXPECT_TRUE(api.getServiceUrls().empty());
 }
 
+TEST(ApiObject, CopiesCarryTimeOutAndServiceUrlsOfTheirOwn)
+{
+    api::DataExchangeApi api(std::make_shared<sdk::ApiClient>());
+    api.setAsyncResponseTimeOut(12);
+    api.setServiceUrls({{"tidewell", "https://gate.example"}});
+    api::DataExchangeApi copy = api;
+    api::DataExchangeApi assigned(nullptr);
+    assigned = api;
+    api.setAsyncResponseTimeOut(99);
+    api.setServiceUrls({});
+    for (const auto* other : {&copy, &assigned}) {
+        EXPECT_EQ(other->getAsyncResponseTimeOut(), 12);
+        EXPECT_EQ(other->getServiceUrls().at("tidewell"), "https://gate.example");
+        EXPECT_EQ(other->getApiClient(), api.getApiClient());
+    }
+}
+
 TEST(ApiObject, ANullClientFailsOnlyWhenUsed)
 {
     api::DataExchangeApi api(nullptr);

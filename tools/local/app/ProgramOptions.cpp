@@ -31,11 +31,27 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
                     "\"jobId\": \"QUEUE_FULL\"")
         ->capture_default_str();
 
+    std::uint16_t pollPort = 8080;
+    program
+        .add_option("--poll-port", pollPort,
+                    "Port on 127.0.0.1 of the notification endpoint that the client library polls for the local "
+                    "user; the library asks 8080")
+        ->capture_default_str();
+    bool noPoll = false;
+    program
+        .add_flag("--no-poll", noPoll,
+                  "Do not serve the poll endpoint (when another program holds port 8080); clients of the local "
+                  "user then get no upload results")
+        ->excludes("--poll-port");
+
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         exitCode = program.exit(e, out, errors);
         return std::nullopt;
+    }
+    if (!noPoll) {
+        options.pollPort = pollPort;
     }
     return options;
 }

@@ -27,6 +27,10 @@ int main(int argc, char** argv)
         // One line, flushed: scripts and tests wait for it before calling.
         std::cout << "lithmar-local listening on " << platform.baseUrl()
                   << " (data exchange: " << platform.exchangeUrl() << ")" << std::endl;
+        if (platform.pollPort() != 0) {
+            std::cout << "notification poll endpoint on http://127.0.0.1:" << platform.pollPort()
+                      << "/notification/api/notification/" << std::endl;
+        }
         app::waitForStopSignal();
         platform.stop();
         std::cout << "lithmar-local stopped" << std::endl;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tools/local/exchange/WebSessions.h>
+#include <tools/local/session/WebSessions.h>
 #include <tools/local/server/HttpServer.h>
 
 namespace lithmar::local {

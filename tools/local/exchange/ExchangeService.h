@@ -2,7 +2,7 @@
 
 #include <tools/local/exchange/ExchangeContext.h>
 #include <tools/local/exchange/ServicePaths.h>
-#include <tools/local/exchange/WebSessions.h>
+#include <tools/local/session/WebSessions.h>
 #include <tools/local/server/HttpServer.h>
 
 #include <cstddef>

@@ -1,6 +1,11 @@
 #include <tools/local/exchange/LocalPlatform.h>
 
 #include <tools/local/exchange/ControlEndpoints.h>
+#include <tools/local/exchange/notification/NotificationControl.h>
+#include <tools/local/exchange/notification/PollEndpoint.h>
+
+#include <stdexcept>
+#include <system_error>
 
 namespace lithmar::local {
 namespace {
@@ -15,29 +20,101 @@ ServerOptions serverOptions(const LocalPlatformOptions& options)
     return server;
 }
 
+std::unique_ptr<HttpServer> makePollServer(const LocalPlatformOptions& options, const NotificationQueues& queues)
+{
+    if (!options.pollPort) {
+        return nullptr;
+    }
+    ServerOptions server;
+    server.address = "127.0.0.1";
+    server.port = *options.pollPort;
+    // One poll every five seconds per client process.
+    server.threads = 1;
+    auto poll = std::make_unique<HttpServer>(server);
+    installPollEndpoint(*poll, queues, TicketStore::kLocalUser);
+    return poll;
+}
+
+// Tells the developer what to do when the poll port is in use: most often
+// another lithmar-local, or another program that took 8080.
+void startPollServer(HttpServer& server, std::uint16_t port)
+{
+    try {
+        server.start();
+    } catch (const std::system_error& e) {
+        const std::string where = "the notification poll endpoint cannot listen on 127.0.0.1:" + std::to_string(port);
+        if (e.code() == std::errc::address_in_use) {
+            throw std::runtime_error(where + ": port " + std::to_string(port) +
+                                     " is taken by another process. Stop that process, or choose another port "
+                                     "with --poll-port (clients poll 8080) or none with --no-poll");
+        }
+        throw std::runtime_error(where + ": " + e.what());
+    }
+}
+
+SessionServiceOptions sessionOptions(const LocalPlatformOptions& options)
+{
+    const auto sibling = [&options](std::string_view suffix) {
+        return siblingPath(options.exchangeBasePath, service_suffix::kExchange, suffix);
+    };
+    SessionServiceOptions session;
+    session.platformMode = options.platformMode;
+    session.userBasePath = sibling(service_suffix::kUsers);
+    session.directoryBasePath = sibling(service_suffix::kDirectory);
+    session.loginBasePath = sibling(service_suffix::kLogin);
+    session.notificationBasePath = sibling(service_suffix::kNotifications);
+    session.controlPath = kControlPath;
+    return session;
+}
+
+TicketStore::Options ticketOptions(const LocalPlatformOptions& options)
+{
+    TicketStore::Options tickets;
+    tickets.lifetime = options.ticketLifetime;
+    tickets.acceptLocalTicket = !options.platformMode;
+    return tickets;
+}
+
 } // namespace
 
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
-    : m_options(std::move(options)), m_store(m_options.dataDirectory),
+    : m_options(std::move(options)), m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
+      m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity}, m_store, m_sessions),
-      m_server(serverOptions(m_options))
+      m_server(serverOptions(m_options)), m_pollServer(makePollServer(m_options, m_notifications))
 {
+    for (const UserCredentials& user : m_options.users) {
+        m_users.add(user);
+    }
     m_exchange.install(m_server);
+    m_sessionServices.install(m_server);
     installControlEndpoints(m_server, m_sessions);
+    installNotificationControl(m_server, m_notifications);
 }
 
 LocalPlatform::~LocalPlatform()
 {
-    m_server.stop();
+    stop();
 }
 
 void LocalPlatform::start()
 {
     m_server.start();
+    if (m_pollServer) {
+        try {
+            startPollServer(*m_pollServer, *m_options.pollPort);
+        } catch (...) {
+            m_server.stop();
+            throw;
+        }
+    }
 }
 
 void LocalPlatform::stop()
 {
+    if (m_pollServer) {
+        m_pollServer->stop();
+    }
     m_server.stop();
 }
 
@@ -49,6 +126,24 @@ std::uint16_t LocalPlatform::port() const
 std::string LocalPlatform::baseUrl() const
 {
     return m_server.baseUrl();
+}
+
+std::uint16_t LocalPlatform::pollPort() const
+{
+    return m_pollServer ? m_pollServer->port() : 0;
+}
+
+void LocalPlatform::publish(const std::string& user, const std::string& payloadJson)
+{
+    m_notifications.publish(user, payloadJson);
+}
+
+std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request) const
+{
+    if (!m_options.platformMode) {
+        return std::string(TicketStore::kLocalUser);
+    }
+    return m_sessions.userOf(request);
 }
 
 std::string LocalPlatform::exchangeUrl() const

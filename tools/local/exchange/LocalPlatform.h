@@ -2,12 +2,20 @@
 
 #include <tools/local/exchange/ExchangeService.h>
 #include <tools/local/exchange/ExchangeStore.h>
-#include <tools/local/exchange/WebSessions.h>
+#include <tools/local/exchange/notification/NotificationQueues.h>
 #include <tools/local/server/HttpServer.h>
+#include <tools/local/session/SessionServices.h>
+#include <tools/local/session/TicketStore.h>
+#include <tools/local/session/UserTable.h>
+#include <tools/local/session/WebSessions.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace lithmar::local {
 
@@ -24,6 +32,20 @@ struct LocalPlatformOptions {
     // Threads answering requests; handlers wait on the database in turn, so
     // a few are enough.
     std::size_t threads = 4;
+    // Where the notification service answers the polling client of the
+    // local user (see PollEndpoint.h), on 127.0.0.1: unset for nowhere, 0 for
+    // a free port. The client library polls port 8080, which lithmar-local
+    // serves; tests that need it take it in turn.
+    std::optional<std::uint16_t> pollPort;
+    // false: a local installation, without sign-in ("LOCAL_USER",
+    // "LOCAL_TICKET"). true: the platform's sign-in, current user and login
+    // tickets, for these users and those added through the control
+    // endpoint (see SessionServices).
+    bool platformMode = false;
+    std::vector<UserCredentials> users;
+    std::chrono::seconds ticketLifetime = std::chrono::hours(12);
+    // Rounds of password hashing; tests lower it.
+    unsigned passwordHashIterations = 100000;
 };
 
 // Every platform service that the client library talks to, on one host and
@@ -38,7 +60,7 @@ class LocalPlatform {
 public:
     // Opens (or creates) the state; throws std::runtime_error when the data
     // directory or the request log cannot be used, std::invalid_argument on
-    // a bad base path.
+    // a bad base path or user.
     explicit LocalPlatform(LocalPlatformOptions options = {});
     ~LocalPlatform();
 
@@ -55,11 +77,29 @@ public:
     std::string baseUrl() const;
     // "http://127.0.0.1:<port>/lithmar-xchng"
     std::string exchangeUrl() const;
+    // The port of the poll endpoint, 0 when it is not served.
+    std::uint16_t pollPort() const;
+
+    // Sends `payloadJson` (a JSON object, for an import a job's result with
+    // its "jobId") to `user` through the notification service. Throws
+    // std::invalid_argument when the payload is not a JSON object.
+    void publish(const std::string& user, const std::string& payloadJson);
+    NotificationQueues& notifications() { return m_notifications; }
 
     // For scripting faults and reading the request log.
     HttpServer& server() { return m_server; }
-    // Which requests carried which session.
+    // The same for the poll endpoint; null when it is not served.
+    HttpServer* pollServer() { return m_pollServer.get(); }
+    // Which requests carried which session, and who signed in to them.
     const WebSessions& sessions() const { return m_sessions; }
+    // The login tickets handed out; check(user, ticket) for services that
+    // take one.
+    const TicketStore& tickets() const { return m_tickets; }
+    UserTable& users() { return m_users; }
+    // Who the request acts for: "LOCAL_USER" in a local installation, the
+    // user signed in to its web session in platform mode (nullopt when
+    // none is).
+    std::optional<std::string> userOf(const RecordedRequest& request) const;
     // The state: sites, upload sessions, jobs.
     ExchangeStore& store() { return m_store; }
 
@@ -67,9 +107,14 @@ private:
     const LocalPlatformOptions m_options;
     ExchangeStore m_store;
     WebSessions m_sessions;
+    UserTable m_users;
+    TicketStore m_tickets;
+    SessionServices m_sessionServices;
     ExchangeService m_exchange;
-    // Last: stopped, and its handlers gone, before the services they use.
+    NotificationQueues m_notifications;
+    // Last: stopped, and their handlers gone, before the services they use.
     HttpServer m_server;
+    std::unique_ptr<HttpServer> m_pollServer;
 };
 
 } // namespace lithmar::local

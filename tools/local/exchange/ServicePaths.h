@@ -15,6 +15,7 @@ inline constexpr std::string_view kFileServer = "-fcs";
 inline constexpr std::string_view kUsers = "-dash";
 inline constexpr std::string_view kDirectory = "-dirx";
 inline constexpr std::string_view kNotifications = "-gate";
+inline constexpr std::string_view kLogin = "-login";
 } // namespace service_suffix
 
 inline constexpr std::string_view kDefaultExchangeBasePath = "/lithmar-xchng";

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -47,6 +48,10 @@ public:
         posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDERR_FILENO);
         std::vector<std::string> all{LITHMAR_LOCAL_PROGRAM};
         all.insert(all.end(), arguments.begin(), arguments.end());
+        // Port 8080 is for the tests that take it in turn.
+        if (std::find(arguments.begin(), arguments.end(), "--poll-port") == arguments.end()) {
+            all.push_back("--no-poll");
+        }
         std::vector<char*> argv;
         for (std::string& argument : all) {
             argv.push_back(argument.data());
@@ -175,7 +180,8 @@ TEST(Program, ExplainsEachOptionInItsHelp)
 {
     Program program({"--help"});
     const std::string help = program.readToEnd();
-    for (const char* option : {"--port", "--address", "--data-dir", "--request-log", "--queue-capacity", "--help"}) {
+    for (const char* option : {"--port", "--address", "--data-dir", "--request-log", "--queue-capacity", "--poll-port", "--no-poll",
+                               "--help"}) {
         EXPECT_THAT(help, ::testing::HasSubstr(option));
     }
     EXPECT_EQ(program.waitForExit(), 0);
@@ -192,6 +198,19 @@ TEST(Program, RefusesBadOptionsAndTakenPortsWithAMessage)
     ASSERT_NE(port, 0);
     Program second({"--port", std::to_string(port)});
     EXPECT_THAT(second.readLine(), ::testing::HasSubstr("lithmar-local: "));
+    EXPECT_EQ(second.waitForExit(), 1);
+    first.signal(SIGTERM);
+    EXPECT_EQ(first.waitForExit(), 0);
+}
+
+TEST(Program, SaysWhenThePollPortIsTakenByAnotherProcess)
+{
+    Program first({"--port", "0"});
+    const std::uint16_t port = listeningPort(first);
+    ASSERT_NE(port, 0);
+    Program second({"--port", "0", "--poll-port", std::to_string(port)});
+    EXPECT_THAT(second.readLine(),
+                ::testing::HasSubstr("port " + std::to_string(port) + " is taken by another process"));
     EXPECT_EQ(second.waitForExit(), 1);
     first.signal(SIGTERM);
     EXPECT_EQ(first.waitForExit(), 0);

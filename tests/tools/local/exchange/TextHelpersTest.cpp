@@ -6,7 +6,7 @@
 #include <tools/local/exchange/RequestError.h>
 #include <tools/local/exchange/ServicePaths.h>
 #include <tools/local/exchange/Utf8.h>
-#include <tools/local/exchange/WebSessions.h>
+#include <tools/local/session/WebSessions.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include <tools/local/exchange/WebSessions.h>
+#include <tools/local/session/WebSessions.h>
 
-#include <tools/local/exchange/RandomText.h>
 #include <tools/local/server/AsciiText.h>
+#include <tools/local/session/SecureRandom.h>
 
 #include <algorithm>
 #include <cctype>
@@ -34,21 +34,62 @@ WebSessions::Admission WebSessions::admit(const RecordedRequest& request)
     if (carried && m_sessions.count(*carried) != 0) {
         admission.sessionId = *carried;
     } else {
-        // Upper-case hex, as the platform's application servers write it.
-        admission.sessionId = upperCase(randomHex(32));
+        admission.sessionId = openLocked("");
         admission.opened = true;
-        if (m_sessionsByAge.size() == m_maxSessions) {
-            m_sessions.erase(m_sessionsByAge.front());
-            m_sessionsByAge.pop_front();
-        }
-        m_sessions.insert(admission.sessionId);
-        m_sessionsByAge.push_back(admission.sessionId);
     }
     if (m_visits.size() == kMaxVisits) {
         m_visits.pop_front();
     }
     m_visits.push_back({admission.sessionId, admission.opened, request.method, request.target});
     return admission;
+}
+
+std::string WebSessions::openLocked(std::string user)
+{
+    // Upper-case hex, as the platform's application servers write it.
+    std::string sessionId = upperCase(secureRandomHex(16));
+    if (m_sessionsByAge.size() == m_maxSessions) {
+        m_sessions.erase(m_sessionsByAge.front());
+        m_sessionsByAge.pop_front();
+    }
+    m_sessions.emplace(sessionId, std::move(user));
+    m_sessionsByAge.push_back(sessionId);
+    return sessionId;
+}
+
+std::string WebSessions::signIn(const std::string& user)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return openLocked(user);
+}
+
+std::optional<std::string> WebSessions::userOf(const RecordedRequest& request) const
+{
+    const auto carried = cookieValue(request.header("Cookie"), kSessionCookie);
+    if (!carried) {
+        return std::nullopt;
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_sessions.find(*carried);
+    if (found == m_sessions.end() || found->second.empty()) {
+        return std::nullopt;
+    }
+    return found->second;
+}
+
+bool WebSessions::signOut(const RecordedRequest& request)
+{
+    const auto carried = cookieValue(request.header("Cookie"), kSessionCookie);
+    if (!carried) {
+        return false;
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_sessions.find(*carried);
+    if (found == m_sessions.end() || found->second.empty()) {
+        return false;
+    }
+    found->second.clear();
+    return true;
 }
 
 std::vector<Header> WebSessions::cookieHeaders(const std::string& sessionId) const

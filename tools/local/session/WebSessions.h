@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,8 +25,11 @@ struct SessionVisit {
 // them: a request without a known JSESSIONID cookie gets a new session in two
 // cookies, JSESSIONID (the session) and SERVERID (the node that holds it, for
 // the load balancer's stickiness). Cookies have Path=/, so the services on
-// the platform's host share the sessions. Kept in memory only: a restarted
-// platform has forgotten them, like a restarted server.
+// the platform's host share the sessions. A sign-in starts a new session
+// that belongs to the user (a session id handed out before the sign-in never
+// becomes a signed-in one). Session ids come from OpenSSL's random
+// generator. Kept in memory only: a restarted platform has forgotten them,
+// like a restarted server.
 class WebSessions {
 public:
     struct Admission {
@@ -45,6 +48,14 @@ public:
     // The two Set-Cookie header lines that hand out `sessionId`.
     std::vector<Header> cookieHeaders(const std::string& sessionId) const;
 
+    // A new session signed in as `user`; hand it out with cookieHeaders().
+    std::string signIn(const std::string& user);
+    // The user the request's session is signed in as, if any.
+    std::optional<std::string> userOf(const RecordedRequest& request) const;
+    // The request's session, if signed in, is signed in no longer. Returns
+    // whether it was.
+    bool signOut(const RecordedRequest& request);
+
     // The most recent visits (up to kMaxVisits), oldest first.
     std::vector<SessionVisit> visits() const;
     std::size_t sessionCount() const;
@@ -59,8 +70,11 @@ public:
 private:
     const std::string m_nodeName;
     const std::size_t m_maxSessions;
+    // Opens a session under the lock; "" for a session nobody signed in to.
+    std::string openLocked(std::string user);
+
     mutable std::mutex m_mutex;
-    std::set<std::string> m_sessions;
+    std::map<std::string, std::string> m_sessions; // id -> signed-in user or ""
     std::deque<std::string> m_sessionsByAge; // oldest first
     std::deque<SessionVisit> m_visits;
 };
