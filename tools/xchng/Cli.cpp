@@ -2,10 +2,12 @@
 
 #include "Commands.h"
 #include "Failure.h"
+#include "SessionCommands.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <iostream>
 
 namespace lithmar::xchng {
 
@@ -34,6 +36,11 @@ void addDownloadCommand(CLI::App& parent, const char* name, bool feature, Downlo
 
 int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
 {
+    return run(args, std::cin, out, err);
+}
+
+int run(const std::vector<std::string>& args, std::istream& in, std::ostream& out, std::ostream& err)
+{
     CLI::App app{"xchng: talk to a geological data exchange service from the command line.\n"
                  "Start a local one with lithmar-local."};
     app.name("xchng");
@@ -48,8 +55,28 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
     app.add_flag("--json", json, "Print the service's answers as JSON, for scripts");
+    app.add_option("--ca-file", connection.caFile,
+                   "PEM file of a private certificate authority to trust besides the system's, such as the "
+                   "one lithmar-local --platform prints at start");
 
     Action action;
+    // Commands of the platform session, which need no API object.
+    std::function<void(Output)> sessionAction;
+
+    SignInRequest signInRequest;
+    auto* signin = app.add_subcommand("signin", "Sign in to the platform; later commands act for the user");
+    signin->add_option("--user", signInRequest.user, "User name (asked for when missing)");
+    signin->add_option("--password", signInRequest.password,
+                       "Password (asked for when missing, without echo; visible to other users in the process "
+                       "list, so prefer the prompt or a pipe)");
+    signin->callback([&] { sessionAction = [&](Output output) { signIn(connection, signInRequest, in, output); }; });
+    app.add_subcommand("signout", "End the platform session kept by signin")->callback([&] {
+        sessionAction = [&](Output output) { signOut(connection, output); };
+    });
+    bool withTicket = false;
+    auto* whoami = app.add_subcommand("whoami", "Show the user the platform session acts for");
+    whoami->add_flag("--ticket", withTicket, "Also ask the login service for a fresh login ticket");
+    whoami->callback([&] { sessionAction = [&](Output output) { whoAmI(connection, withTicket, output); }; });
 
     std::string siteName;
     std::string siteId;
@@ -84,6 +111,10 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         return Usage;
     }
     try {
+        if (sessionAction) {
+            sessionAction(Output{out, json});
+            return Ok;
+        }
         auto api = connect(connection);
         action(api, Output{out, json});
         return Ok;

@@ -12,6 +12,7 @@ struct Connection {
     std::string url;
     std::vector<std::string> headers;  // "Name: value"
     double timeoutSeconds = 30;
+    std::string caFile;  // PEM certificates of a private CA to trust too; "" for none
 };
 
 struct Output {
@@ -28,6 +29,10 @@ struct DownloadRequest {
     std::string outputDirectory;  // empty: list the files only
 };
 
+// The client settings of a connection: base URL, headers, time-out, the
+// private CA, and the session cookie that `xchng signin` kept for the URL
+// (unless a Cookie header is given).
+std::shared_ptr<com::vantorel::lithmar::ApiConfiguration> configure(const Connection& connection);
 com::vantorel::lithmar::exploration::api::DataExchangeApi connect(const Connection& connection);
 
 void listSites(com::vantorel::lithmar::exploration::api::DataExchangeApi& api, Output output);

@@ -2,6 +2,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <stdexcept>
+#include <string>
+#include <vector>
+
 namespace lithmar::local::app {
 
 std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const* argv, std::ostream& out,
@@ -31,6 +35,23 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
                     "\"jobId\": \"QUEUE_FULL\"")
         ->capture_default_str();
 
+    program.add_flag("--platform", options.platformMode,
+                     "Play the platform with sign-in: users, web sessions, the current user and login tickets "
+                     "(see docs/local-platform.md). Without it, a local installation without sign-in");
+    std::vector<std::string> users;
+    program.add_option("--user", users, "A user of platform mode, as NAME:PASSWORD; may be given several times")
+        ->check([](const std::string& text) {
+            try {
+                parseUserCredentials(text);
+                return std::string();
+            } catch (const std::invalid_argument& refused) {
+                return std::string(refused.what());
+            }
+        });
+    long long ticketSeconds = options.ticketLifetime.count();
+    program.add_option("--ticket-lifetime", ticketSeconds, "Seconds a login ticket stays valid in platform mode")
+        ->check(CLI::Range(1LL, 365LL * 24 * 3600))
+        ->capture_default_str();
     std::uint16_t pollPort = 8080;
     program
         .add_option("--poll-port", pollPort,
@@ -46,10 +67,17 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
 
     try {
         program.parse(argc, argv);
+        if (!users.empty() && !options.platformMode) {
+            throw CLI::ValidationError("--user", "users sign in to platform mode only: add --platform");
+        }
     } catch (const CLI::ParseError& e) {
         exitCode = program.exit(e, out, errors);
         return std::nullopt;
     }
+    for (const std::string& user : users) {
+        options.users.push_back(parseUserCredentials(user));
+    }
+    options.ticketLifetime = std::chrono::seconds(ticketSeconds);
     if (!noPoll) {
         options.pollPort = pollPort;
     }

@@ -27,6 +27,10 @@ int main(int argc, char** argv)
         // One line, flushed: scripts and tests wait for it before calling.
         std::cout << "lithmar-local listening on " << platform.baseUrl()
                   << " (data exchange: " << platform.exchangeUrl() << ")" << std::endl;
+        if (options->platformMode) {
+            std::cout << "platform mode: " << platform.users().names().size() << " user(s); sign in at "
+                      << platform.signInUrl() << " or with xchng signin" << std::endl;
+        }
         if (platform.pollPort() != 0) {
             std::cout << "notification poll endpoint on http://127.0.0.1:" << platform.pollPort()
                       << "/notification/api/notification/" << std::endl;

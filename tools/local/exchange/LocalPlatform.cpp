@@ -4,6 +4,7 @@
 #include <tools/local/exchange/notification/NotificationControl.h>
 #include <tools/local/exchange/notification/PollEndpoint.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -81,6 +82,10 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     : m_options(std::move(options)), m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
       m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity}, m_store, m_sessions),
+      m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
+              m_options.dataDirectory.empty() ? ""
+                                              : (std::filesystem::path(m_options.dataDirectory) / "files").string(),
+              m_store.uploads()),
       m_server(serverOptions(m_options)), m_pollServer(makePollServer(m_options, m_notifications))
 {
     for (const UserCredentials& user : m_options.users) {
@@ -88,6 +93,7 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     }
     m_exchange.install(m_server);
     m_sessionServices.install(m_server);
+    m_files.install(m_server);
     installControlEndpoints(m_server, m_sessions);
     installNotificationControl(m_server, m_notifications);
 }
@@ -149,6 +155,12 @@ std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request)
 std::string LocalPlatform::exchangeUrl() const
 {
     return baseUrl() + m_exchange.basePath();
+}
+
+std::string LocalPlatform::signInUrl() const
+{
+    return baseUrl() + siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kLogin) +
+           "/signin";
 }
 
 } // namespace lithmar::local

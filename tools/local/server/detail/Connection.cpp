@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <string_view>
@@ -222,7 +223,8 @@ template <class Stream> void Connection<Stream>::onHeader()
     m_request.localAddress = m_localAddress;
     m_request.remoteAddress = m_remoteAddress;
     m_request.connection = m_serial;
-    m_recorder.emplace(m_request, m_context.options.bodyMemoryLimit, m_context.options.maxHeaderBytes);
+    m_recorder.emplace(m_request, m_context.options.bodyMemoryLimit, m_context.options.maxHeaderBytes,
+                       m_context.router.partSinksFor(m_request));
     m_parser->get().body().recorder = &*m_recorder;
 
     m_fault = m_context.faults.take(m_request.method, m_request.path);
@@ -274,6 +276,7 @@ template <class Stream> void Connection<Stream>::recordCutOff(std::string_view o
     m_recorder->finish(false);
     m_parser->get().body().recorder = nullptr;
     m_recorder.reset();
+    discardStoredParts();
     m_context.requests.add(m_request);
     logOutcome(outcome);
 }
@@ -312,18 +315,23 @@ template <class Stream> void Connection<Stream>::carryOutFault()
         if (m_webSocket) {
             answerWebSocket();
         } else {
-            sendResponse(Router::run(m_handler, m_request));
+            Response response = Router::run(m_handler, m_request);
+            discardStoredParts();
+            sendResponse(std::move(response));
         }
         return;
     case Fault::Kind::Respond:
+        discardStoredParts();
         sendResponse(m_fault.response);
         return;
     case Fault::Kind::CloseWithoutAnswer:
     case Fault::Kind::CloseAfterBodyBytes: // the body was shorter than the cut
+        discardStoredParts();
         logOutcome("closed without an answer (scripted)");
         closeNow();
         return;
     case Fault::Kind::SendRaw:
+        discardStoredParts();
         sendBytesThenClose(m_fault.bytes);
         return;
     case Fault::Kind::CloseBeforeReadingBody:
@@ -356,6 +364,16 @@ template <class Stream> void Connection<Stream>::answerWebSocket()
     const auto webSocket = std::make_shared<WebSocketConnection<Stream>>(std::move(m_stream), m_context, *m_webSocket,
                                                                          m_request, std::move(upgrade));
     webSocket->start();
+}
+
+template <class Stream> void Connection<Stream>::discardStoredParts()
+{
+    for (const FormPart& part : m_request.parts) {
+        if (!part.storedAt.empty()) {
+            std::error_code ignored; // gone already when the handler kept it
+            std::filesystem::remove(part.storedAt, ignored);
+        }
+    }
 }
 
 template <class Stream> void Connection<Stream>::sendResponse(Response response)

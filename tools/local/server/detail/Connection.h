@@ -54,6 +54,8 @@ private:
     void afterPause(void (Connection::*next)());
     void carryOutFault();
     void answerWebSocket();
+    // Deletes the files of stored parts that the handler did not keep.
+    void discardStoredParts();
     void closeBeforeBody();
     void sendResponse(Response response);
     void sendBytesThenClose(std::string bytes);
