@@ -33,15 +33,15 @@ std::shared_ptr<SocketListener> startListener(detail::SocketEndpoint endpoint,
                                               const std::pair<std::string, std::string>& key, const char* ticket,
                                               void (*callback)(const char*), SocketListener::Clock::time_point deadline)
 {
-    return SocketListener::start(
-        std::move(endpoint), key.second, ticket, callback, deadline, [key](const SocketListener* stopped) {
-            Listeners& all = listeners();
-            std::lock_guard<std::mutex> guard(all.mutex);
-            const auto entry = all.byServiceAndUser.find(key);
-            if (entry != all.byServiceAndUser.end() && entry->second.get() == stopped) {
-                all.byServiceAndUser.erase(entry);
-            }
-        });
+    return SocketListener::start(std::move(endpoint), key.second, ticket, callback, deadline,
+                                 [key](const SocketListener* stopped) {
+                                     Listeners& all = listeners();
+                                     std::lock_guard<std::mutex> guard(all.mutex);
+                                     const auto entry = all.byServiceAndUser.find(key);
+                                     if (entry != all.byServiceAndUser.end() && entry->second.get() == stopped) {
+                                         all.byServiceAndUser.erase(entry);
+                                     }
+                                 });
 }
 
 } // namespace

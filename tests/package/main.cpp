@@ -16,7 +16,8 @@ int main()
     std::cout << "time-out " << api.getAsyncResponseTimeOut() << "\n";
     // The socket library is installed and found: a call without a user is
     // refused without connecting.
-    const bool listening = SocketService::Connect(nullptr, "ticket", "http://127.0.0.1:1/gate", 60, dispatchNotification);
+    const bool listening =
+        SocketService::Connect(nullptr, "ticket", "http://127.0.0.1:1/gate", 60, dispatchNotification);
     std::cout << "socket without a user: " << (listening ? "listening" : "refused") << "\n";
     return api.getAsyncResponseTimeOut() == 60 && !listening ? 0 : 1;
 }

@@ -45,7 +45,8 @@ TEST_P(SocketUrl, NamesTheServicesSocket)
 
 INSTANTIATE_TEST_SUITE_P(
     Urls, SocketUrl,
-    testing::Values(UrlCase{"http://127.0.0.1:8480/lithmar-gate", true, false, "127.0.0.1", "8480", "/lithmar-gate/socket"},
+    testing::Values(UrlCase{"http://127.0.0.1:8480/lithmar-gate", true, false, "127.0.0.1", "8480",
+                            "/lithmar-gate/socket"},
                     UrlCase{"HTTPS://tenant-gate.example.com", true, true, "tenant-gate.example.com", "443", "/socket"},
                     UrlCase{"wss://h/a/b/?x=1#f", true, true, "h", "443", "/a/b/socket"},
                     UrlCase{"ws://[::1]:9/gate", true, false, "::1", "9", "/gate/socket"},

@@ -48,9 +48,9 @@ Received& received()
 
 void record(const char* message)
 {
+    sdk::dispatchNotification(message);
     std::string job = "null";
     if (message != nullptr) {
-        sdk::dispatchNotification(message);
         const auto parsed = nlohmann::json::parse(message);
         job = parsed.at("actions").at(0).at("options").at("event").at("options").at("data").at("jobId");
     }
@@ -68,7 +68,11 @@ std::vector<std::string> waitForJobs(std::size_t count)
 
 class SocketServiceTest : public testing::Test {
 protected:
-    void SetUp() override { platform.start(); }
+    void SetUp() override
+    {
+        platform.start();
+        url = platform.baseUrl() + "/lithmar-gate";
+    }
 
     bool connect(const char* ticket, int timeout)
     {
@@ -77,7 +81,7 @@ protected:
     void publish(const std::string& job) { platform.publish("LOCAL_USER", R"({"jobId":")" + job + R"("})"); }
 
     local::LocalPlatform platform;
-    const std::string url = platform.baseUrl() + "/lithmar-gate";
+    std::string url;
 };
 
 using Jobs = std::vector<std::string>;

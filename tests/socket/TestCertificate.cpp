@@ -42,8 +42,8 @@ TestCertificate makeLoopbackCertificate()
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 24 * 3600);
     check(X509_set_pubkey(certificate.get(), key.get()), "public key");
     X509_NAME* name = X509_get_subject_name(certificate.get());
-    check(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("127.0.0.1"),
-                                     -1, -1, 0),
+    check(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("127.0.0.1"), -1,
+                                     -1, 0),
           "subject");
     check(X509_set_issuer_name(certificate.get(), name), "issuer");
     X509V3_CTX context;
@@ -55,13 +55,11 @@ TestCertificate makeLoopbackCertificate()
     check(X509_sign(certificate.get(), key.get(), EVP_sha256()), "signature");
 
     TestCertificate result;
-    result.certificatePem =
-        pemOf([](BIO* bio, void* object) { return PEM_write_bio_X509(bio, static_cast<X509*>(object)); },
-              certificate.get());
+    result.certificatePem = pemOf(
+        [](BIO* bio, void* object) { return PEM_write_bio_X509(bio, static_cast<X509*>(object)); }, certificate.get());
     result.privateKeyPem = pemOf(
         [](BIO* bio, void* object) {
-            return PEM_write_bio_PrivateKey(bio, static_cast<EVP_PKEY*>(object), nullptr, nullptr, 0, nullptr,
-                                            nullptr);
+            return PEM_write_bio_PrivateKey(bio, static_cast<EVP_PKEY*>(object), nullptr, nullptr, 0, nullptr, nullptr);
         },
         key.get());
     return result;

@@ -75,11 +75,11 @@ public:
 
     void run() override
     {
-        m_resolver.async_resolve(m_endpoint.host, m_endpoint.port,
-                                 [self = this->shared_from_this()](beast::error_code error,
-                                                                   tcp::resolver::results_type addresses) {
-                                     self->resolved(error, addresses);
-                                 });
+        m_resolver.async_resolve(
+            m_endpoint.host, m_endpoint.port,
+            [self = this->shared_from_this()](beast::error_code error, tcp::resolver::results_type addresses) {
+                self->resolved(error, addresses);
+            });
     }
 
     void close() override
@@ -114,9 +114,8 @@ private:
         }
         beast::get_lowest_layer(m_socket).expires_after(kHandshakeTimeout);
         beast::get_lowest_layer(m_socket).async_connect(
-            addresses, [self = this->shared_from_this()](beast::error_code e, const tcp::endpoint&) {
-                self->connected(e);
-            });
+            addresses,
+            [self = this->shared_from_this()](beast::error_code e, const tcp::endpoint&) { self->connected(e); });
     }
 
     void connected(beast::error_code error)
@@ -239,8 +238,8 @@ class Listener final : public SocketListener, public AttemptEvents, public std::
 public:
     Listener(SocketEndpoint endpoint, std::string user, std::string ticket, NotificationCallback callback,
              Clock::time_point deadline, std::function<void(const SocketListener*)> stopped)
-        : m_endpoint(std::move(endpoint)), m_user(std::move(user)), m_callback(callback),
-          m_stopped(std::move(stopped)), m_ticket(std::move(ticket)), m_deadline(deadline)
+        : m_endpoint(std::move(endpoint)), m_user(std::move(user)), m_callback(callback), m_stopped(std::move(stopped)),
+          m_ticket(std::move(ticket)), m_deadline(deadline)
     {
         if (m_endpoint.tls) {
             m_tls.set_default_verify_paths();

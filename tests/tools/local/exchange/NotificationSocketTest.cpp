@@ -25,8 +25,7 @@ class SocketClient {
 public:
     explicit SocketClient(std::uint16_t port) : m_socket(m_io)
     {
-        beast::get_lowest_layer(m_socket).connect(
-            asio::ip::tcp::endpoint(asio::ip::make_address("127.0.0.1"), port));
+        beast::get_lowest_layer(m_socket).connect(asio::ip::tcp::endpoint(asio::ip::make_address("127.0.0.1"), port));
         m_socket.handshake("127.0.0.1", "/lithmar-gate/socket");
     }
 
