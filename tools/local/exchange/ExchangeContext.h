@@ -19,6 +19,8 @@ struct ExchangeContext {
     std::string basePath; // "/lithmar-xchng"
     std::size_t jobQueueCapacity;
     TrackingNumbers trackingNumbers;
+    // Of the URLs that answers name: "https" when the server speaks TLS.
+    std::string scheme = "http";
 
     // {"result": result, "trackingNumber": "<a new one>"}, to add to.
     Json answerHead(const char* result = "OK");

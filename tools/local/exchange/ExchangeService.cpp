@@ -6,7 +6,8 @@
 namespace lithmar::local {
 
 ExchangeService::ExchangeService(ExchangeOptions options, ExchangeStore& store, WebSessions& sessions)
-    : m_context{store, std::move(options.basePath), options.jobQueueCapacity, {}}, m_sessions(sessions)
+    : m_context{store, std::move(options.basePath), options.jobQueueCapacity, {}, std::move(options.scheme)},
+      m_sessions(sessions)
 {
     checkBasePath(m_context.basePath, service_suffix::kExchange);
 }

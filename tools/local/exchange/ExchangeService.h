@@ -16,6 +16,9 @@ struct ExchangeOptions {
     std::string basePath{kDefaultExchangeBasePath};
     // Jobs that may wait at once; imports beyond it get "jobId":"QUEUE_FULL".
     std::size_t jobQueueCapacity = 100;
+    // "https" when the server speaks TLS: the check-in URLs that upload
+    // start hands out name it.
+    std::string scheme = "http";
 };
 
 // The data exchange service: sites, coordinate reference systems, upload
