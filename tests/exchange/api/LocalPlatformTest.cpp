@@ -3,6 +3,7 @@
 // the five uploads, and downloads.
 
 #include <lithmar/exchange/api/DataExchangeApi.h>
+#include <lithmar/exchange/fcs/FcsService.h>
 #include <lithmar/exchange/model/GeologicModel.h>
 #include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/Utf8.h>
@@ -12,6 +13,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include <unistd.h>
 
 namespace sdk = com::vantorel::lithmar;
 namespace api = sdk::exploration::api;
@@ -141,14 +146,13 @@ TEST_F(LocalPlatformTest, RunsAnUploadSessionWithAllFiveUploads)
     std::sort(jobs.begin(), jobs.end());
     EXPECT_EQ(std::unique(jobs.begin(), jobs.end()), jobs.end()) << "one job per upload";
 
+    const auto file = std::filesystem::temp_directory_path() / ("lithmar-upload-" + std::to_string(::getpid()));
+    std::ofstream(file) << "borehole data";
+    const std::vector<std::wstring> paths(session->getFcsFiles().size(), sdk::fromUtf8(file.string()));
     auto finish = std::make_shared<model::FinishUploadCommand>();
     finish->setSessionId(session->getSessionId());
-    for (const auto& slot : session->getFcsFiles()) {
-        auto receipt = std::make_shared<model::FcsReceipt>();
-        receipt->setFcsStreamId(slot->getFcsStreamId());
-        receipt->setFcsReciept(L"<receipt/>");
-        finish->getFcsReceipts().push_back(receipt);
-    }
+    finish->getFcsReceipts() = sdk::FcsService::checkin(session->getFcsFiles(), paths).get();
+    std::filesystem::remove(file);
     EXPECT_NO_THROW(exchange.finishUpload(finish).get());
     EXPECT_THROW(exchange.finishUpload(finish).get(), sdk::ApiException) << "a session closes once";
 }

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -130,6 +131,10 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
       m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
       m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity, schemeOf(m_options)}, m_store, m_sessions),
+      m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
+              m_options.dataDirectory.empty() ? ""
+                                              : (std::filesystem::path(m_options.dataDirectory) / "files").string(),
+              m_store.uploads()),
       m_server(serverOptions(m_options, m_certificates)), m_pollServer(makePollServer(m_options, m_notifications))
 {
     for (const UserCredentials& user : m_options.users) {
@@ -137,6 +142,7 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     }
     m_exchange.install(m_server);
     m_sessionServices.install(m_server);
+    m_files.install(m_server);
     installControlEndpoints(m_server, m_sessions);
     installNotificationControl(m_server, m_notifications);
 }

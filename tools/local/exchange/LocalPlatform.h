@@ -3,6 +3,7 @@
 #include <tools/local/exchange/ExchangeService.h>
 #include <tools/local/exchange/ExchangeStore.h>
 #include <tools/local/exchange/notification/NotificationQueues.h>
+#include <tools/local/fcs/FileServer.h>
 #include <tools/local/server/HttpServer.h>
 #include <tools/local/session/LocalCertificates.h>
 #include <tools/local/session/SessionServices.h>
@@ -25,7 +26,8 @@ struct LocalPlatformOptions {
     std::string address = "127.0.0.1";
     // 0 picks a free port (tests); lithmar-local uses 8480 by default.
     std::uint16_t port = 0;
-    // "" keeps the state in memory; otherwise <dataDirectory>/platform.db.
+    // "" keeps the state in memory and checked-in files in a temporary
+    // directory; otherwise <dataDirectory>/platform.db and <dataDirectory>/files.
     std::string dataDirectory;
     // "" for none; otherwise one line per request appended to this file.
     std::string requestLogFile;
@@ -114,6 +116,8 @@ public:
     std::optional<std::string> userOf(const RecordedRequest& request) const;
     // The state: sites, upload sessions, jobs.
     ExchangeStore& store() { return m_store; }
+    // The file server: where checked-in files are kept.
+    FileServer& files() { return m_files; }
 
 private:
     // A directory of its own, removed with it.
@@ -133,6 +137,7 @@ private:
     TicketStore m_tickets;
     SessionServices m_sessionServices;
     ExchangeService m_exchange;
+    FileServer m_files;
     NotificationQueues m_notifications;
     // Last: stopped, and their handlers gone, before the services they use.
     HttpServer m_server;

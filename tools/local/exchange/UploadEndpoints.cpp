@@ -83,10 +83,21 @@ Response finishUpload(ExchangeContext& context, const RecordedRequest& request)
         throw RequestError(409, "the upload session \"" + sessionId + "\" was finished at " + session.finished +
                                     "; open a new one for more files");
     }
-    for (const auto& receipt : receipts) {
-        if (!session.hasStream(receipt.first)) {
-            throw RequestError(400, "the stream \"" + receipt.first + "\" is not part of the upload session \"" +
-                                        sessionId + "\"; use the fcsStreamIds that /upload/v1/start gave");
+    for (const auto& [streamId, receipt] : receipts) {
+        if (!session.hasStream(streamId)) {
+            throw RequestError(400, "the stream \"" + streamId + "\" is not part of the upload session \"" + sessionId +
+                                        "\"; use the fcsStreamIds that /upload/v1/start gave");
+        }
+        // The file server's receipt, word for word, is the proof that the
+        // file arrived.
+        const auto checkedIn = context.store.uploads().checkin(streamId);
+        if (!checkedIn) {
+            throw RequestError(400, "the stream \"" + streamId +
+                                        "\" was never checked in to the file server; check its file in first");
+        }
+        if (checkedIn->receipt != receipt) {
+            throw RequestError(400, "the receipt of stream \"" + streamId +
+                                        "\" is not the one the file server gave; send its answer unchanged");
         }
     }
     if (!context.store.uploads().finish(sessionId, utcNow(), receipts)) {

@@ -15,7 +15,14 @@ void UploadStore::createTables(Database::Connection& connection)
             slot INTEGER NOT NULL,
             ticket TEXT NOT NULL,
             receipt TEXT NOT NULL);
-        CREATE INDEX IF NOT EXISTS upload_streams_by_session ON upload_streams(session_id);)");
+        CREATE INDEX IF NOT EXISTS upload_streams_by_session ON upload_streams(session_id);
+        CREATE TABLE IF NOT EXISTS checked_in_files (
+            stream_id TEXT PRIMARY KEY REFERENCES upload_streams(id),
+            receipt TEXT NOT NULL,
+            path TEXT NOT NULL,
+            size INTEGER NOT NULL,
+            checksum TEXT NOT NULL,
+            checked_in TEXT NOT NULL);)");
 }
 
 void UploadStore::createSession(const UploadSession& session)
@@ -72,6 +79,48 @@ bool UploadStore::finish(const std::string& sessionId, const std::string& when,
     }
     transaction.commit();
     return true;
+}
+
+std::optional<StreamSlot> UploadStore::slot(const std::string& streamId)
+{
+    auto connection = m_database.connect();
+    return connection
+        .prepare("SELECT s.session_id, s.ticket, u.finished FROM upload_streams s "
+                 "JOIN upload_sessions u ON u.id = s.session_id WHERE s.id = ?1")
+        .bind(1, streamId)
+        .firstRow([](const Statement& row) {
+            return StreamSlot{row.text(0), row.text(1), row.text(2)};
+        });
+}
+
+bool UploadStore::recordCheckin(const CheckedInFile& file)
+{
+    auto connection = m_database.connect();
+    connection
+        .prepare("INSERT OR IGNORE INTO checked_in_files (stream_id, receipt, path, size, checksum, checked_in) "
+                 "VALUES (?1, ?2, ?3, ?4, ?5, ?6)")
+        .bindAll(file.streamId, file.receipt, file.path, static_cast<std::int64_t>(file.size), file.checksum,
+                 file.checkedIn)
+        .run();
+    return connection.changes() == 1;
+}
+
+void UploadStore::forgetCheckin(const std::string& streamId)
+{
+    auto connection = m_database.connect();
+    connection.prepare("DELETE FROM checked_in_files WHERE stream_id = ?1").bind(1, streamId).run();
+}
+
+std::optional<CheckedInFile> UploadStore::checkin(const std::string& streamId)
+{
+    auto connection = m_database.connect();
+    return connection
+        .prepare("SELECT receipt, path, size, checksum, checked_in FROM checked_in_files WHERE stream_id = ?1")
+        .bind(1, streamId)
+        .firstRow([&streamId](const Statement& row) {
+            return CheckedInFile{streamId,    row.text(0), row.text(1), static_cast<std::uint64_t>(row.integer(2)),
+                                 row.text(3), row.text(4)};
+        });
 }
 
 } // namespace lithmar::local

@@ -5,7 +5,8 @@
 
 namespace lithmar::local {
 
-BodyRecorder::BodyRecorder(RecordedRequest& request, std::size_t memoryLimit, std::size_t maxPartHeaderBytes)
+BodyRecorder::BodyRecorder(RecordedRequest& request, std::size_t memoryLimit, std::size_t maxPartHeaderBytes,
+                           PartSinkFactory sinks)
     : m_request(request), m_memoryLimit(memoryLimit)
 {
     const HeaderParameters contentType = HeaderParameters::parse(request.header("Content-Type"));
@@ -17,7 +18,13 @@ BodyRecorder::BodyRecorder(RecordedRequest& request, std::size_t memoryLimit, st
         request.multipartError = "Content-Type multipart/form-data without a boundary parameter";
         return;
     }
-    m_multipart.emplace(*boundary, memoryLimit, maxPartHeaderBytes);
+    MultipartParser::SinkChooser chooseSink;
+    if (sinks) {
+        chooseSink = [&request, sinks = std::move(sinks)](const std::vector<FormPart>& parts) {
+            return sinks(request, parts);
+        };
+    }
+    m_multipart.emplace(*boundary, memoryLimit, maxPartHeaderBytes, std::move(chooseSink));
 }
 
 void BodyRecorder::consume(std::string_view piece)

@@ -2,6 +2,7 @@
 
 #include <tools/local/server/Checksum.h>
 #include <tools/local/server/MultipartParser.h>
+#include <tools/local/server/PartSink.h>
 #include <tools/local/server/RecordedRequest.h>
 
 #include <cstddef>
@@ -16,8 +17,10 @@ namespace lithmar::local {
 class BodyRecorder {
 public:
     // `request` must have its headers already; it receives the results and
-    // must outlive the recorder.
-    BodyRecorder(RecordedRequest& request, std::size_t memoryLimit, std::size_t maxPartHeaderBytes);
+    // must outlive the recorder. `sinks`, when given, may store parts of a
+    // multipart body instead of keeping them in memory.
+    BodyRecorder(RecordedRequest& request, std::size_t memoryLimit, std::size_t maxPartHeaderBytes,
+                 PartSinkFactory sinks = nullptr);
 
     void consume(std::string_view piece);
     // `complete`: the body arrived to its end rather than being cut off.

@@ -55,6 +55,11 @@ void HttpServer::route(std::string method, std::string_view pattern, Handler han
     m_context->router.add(std::move(method), pattern, std::move(handler));
 }
 
+void HttpServer::storeParts(std::string method, std::string_view pattern, PartSinkFactory factory)
+{
+    m_context->router.addPartSinks(std::move(method), pattern, std::move(factory));
+}
+
 void HttpServer::script(std::string method, std::string_view pathPattern, Fault fault, int times)
 {
     m_context->faults.add(std::move(method), pathPattern, std::move(fault), times);

@@ -2,6 +2,7 @@
 
 #include <tools/local/server/Fault.h>
 #include <tools/local/server/FaultScript.h>
+#include <tools/local/server/PartSink.h>
 #include <tools/local/server/RecordedRequest.h>
 #include <tools/local/server/Response.h>
 #include <tools/local/server/ServerOptions.h>
@@ -67,6 +68,11 @@ public:
     // any) are answered by `handler`; the first route added wins. Routes may
     // be added while the server runs.
     void route(std::string method, std::string_view pattern, Handler handler);
+
+    // Parts of multipart requests matching `method` and `pattern` go to the
+    // sinks that `factory` chooses, as they stream in (see PartSink). Its
+    // route's handler then finds FormPart::storedAt set for them.
+    void storeParts(std::string method, std::string_view pattern, PartSinkFactory factory);
 
     // The next `times` requests matching `method` and `pathPattern` get
     // `fault` (FaultScript::kForever: all of them). Scripted faults are used

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 
 namespace lithmar::local {
 namespace {
@@ -20,11 +21,10 @@ bool endsWith(std::string_view text, std::string_view tail)
 
 } // namespace
 
-MultipartParser::MultipartParser(std::string_view boundary, std::size_t dataMemoryLimit,
-                                 std::size_t maxPartHeaderBytes)
-    : m_finder("\r\n--" + std::string(boundary)),
-      m_dataMemoryLimit(dataMemoryLimit),
-      m_maxPartHeaderBytes(maxPartHeaderBytes)
+MultipartParser::MultipartParser(std::string_view boundary, std::size_t dataMemoryLimit, std::size_t maxPartHeaderBytes,
+                                 SinkChooser chooseSink)
+    : m_finder("\r\n--" + std::string(boundary)), m_dataMemoryLimit(dataMemoryLimit),
+      m_maxPartHeaderBytes(maxPartHeaderBytes), m_chooseSink(std::move(chooseSink))
 {
     if (boundary.empty() || boundary.find_first_of("\r\n") != std::string_view::npos) {
         fail("invalid multipart boundary \"" + printable(boundary) + "\"");
@@ -83,6 +83,15 @@ std::size_t MultipartParser::scanData(std::string_view piece)
 
 void MultipartParser::onDelimiter()
 {
+    if (m_sink) {
+        try {
+            m_parts.back().storedAt = m_sink->commit();
+        } catch (const std::exception& failure) {
+            fail("part " + std::to_string(m_parts.size()) + " could not be stored: " + failure.what());
+            return;
+        }
+        m_sink.reset();
+    }
     m_state = State::DelimiterLine;
     m_pending.clear();
 }
@@ -136,6 +145,9 @@ std::size_t MultipartParser::scanPartHeaders(std::string_view piece)
             if (m_state != State::Failed) {
                 m_pending.clear();
                 m_state = State::PartData;
+                if (m_chooseSink) {
+                    m_sink = m_chooseSink(m_parts);
+                }
             }
             return used;
         }
@@ -190,7 +202,13 @@ void MultipartParser::appendData(std::string_view data)
     part.size += data.size();
     m_partChecksum.update(data);
     part.checksum = m_partChecksum.value();
-    if (part.data.size() < m_dataMemoryLimit) {
+    if (m_sink) {
+        try {
+            m_sink->write(data);
+        } catch (const std::exception& failure) {
+            fail("part " + std::to_string(m_parts.size()) + " could not be stored: " + failure.what());
+        }
+    } else if (part.data.size() < m_dataMemoryLimit) {
         part.data.append(data.substr(0, m_dataMemoryLimit - part.data.size()));
     }
 }
@@ -220,6 +238,7 @@ std::string MultipartParser::currentPartName() const
 
 void MultipartParser::fail(std::string message)
 {
+    m_sink.reset();
     m_state = State::Failed;
     m_error = "malformed multipart body: " + std::move(message);
 }

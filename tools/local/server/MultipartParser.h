@@ -2,9 +2,12 @@
 
 #include <tools/local/server/BoundaryFinder.h>
 #include <tools/local/server/Checksum.h>
+#include <tools/local/server/PartSink.h>
 #include <tools/local/server/RecordedRequest.h>
 
 #include <cstddef>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,7 +20,12 @@ namespace lithmar::local {
 // kept. On malformed input it records what was wrong and ignores the rest.
 class MultipartParser {
 public:
-    MultipartParser(std::string_view boundary, std::size_t dataMemoryLimit, std::size_t maxPartHeaderBytes);
+    // Chooses, for each part as its headers end, a sink for its data (given
+    // the parts so far, the new one last), or nullptr to keep it in memory.
+    using SinkChooser = std::function<std::unique_ptr<PartSink>(const std::vector<FormPart>& parts)>;
+
+    MultipartParser(std::string_view boundary, std::size_t dataMemoryLimit, std::size_t maxPartHeaderBytes,
+                    SinkChooser chooseSink = nullptr);
 
     void feed(std::string_view piece);
     // The body has ended: anything but a closing delimiter before is an error.
@@ -59,6 +67,8 @@ private:
     std::vector<FormPart> m_parts;
     Checksum m_partChecksum;
     std::string m_error;
+    SinkChooser m_chooseSink;
+    std::unique_ptr<PartSink> m_sink; // of the part being read, when it has one
 };
 
 } // namespace lithmar::local

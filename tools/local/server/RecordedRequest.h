@@ -24,6 +24,10 @@ struct FormPart {
     std::string data;        // the first bodyMemoryLimit bytes of the data
     std::uint64_t size = 0;  // the full size of the data
     std::uint64_t checksum = 0; // Checksum (XXH64) of all the data
+    // The file holding the data when the route stored the part (see
+    // PartSink); `data` is empty then. The server deletes the file once the
+    // request is answered: a handler keeps it by moving it elsewhere.
+    std::string storedAt;
 };
 
 // What the server received, as the handler and the test see it. Nothing is

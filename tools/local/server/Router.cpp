@@ -44,6 +44,28 @@ Handler Router::resolve(RecordedRequest& request) const
     };
 }
 
+void Router::addPartSinks(std::string method, std::string_view pattern, PartSinkFactory factory)
+{
+    SinkRoute route{std::move(method), PathPattern(pattern), std::move(factory)};
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_sinkRoutes.push_back(std::move(route));
+}
+
+PartSinkFactory Router::partSinksFor(RecordedRequest& head) const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const SinkRoute& route : m_sinkRoutes) {
+        if (route.method != "*" && route.method != head.method) {
+            continue;
+        }
+        if (auto params = route.pattern.match(head.path)) {
+            head.params = std::move(*params);
+            return route.factory;
+        }
+    }
+    return nullptr;
+}
+
 Response Router::run(const Handler& handler, const RecordedRequest& request)
 {
     try {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <tools/local/server/PartSink.h>
 #include <tools/local/server/PathPattern.h>
 #include <tools/local/server/Response.h>
 
@@ -27,6 +28,13 @@ public:
     // the request, parameters included, before the handler takes its time.
     Handler resolve(RecordedRequest& request) const;
 
+    // Parts of multipart requests for `method` and `pattern` may go to the
+    // sinks that `factory` chooses (see PartSink).
+    void addPartSinks(std::string method, std::string_view pattern, PartSinkFactory factory);
+    // The factory for a request whose head just arrived, with the pattern's
+    // parameters stored in `head.params`; nullptr for none.
+    PartSinkFactory partSinksFor(RecordedRequest& head) const;
+
     // Runs `handler`; one that throws gives 500 with the exception's message.
     static Response run(const Handler& handler, const RecordedRequest& request);
 
@@ -37,8 +45,15 @@ private:
         Handler handler;
     };
 
+    struct SinkRoute {
+        std::string method;
+        PathPattern pattern;
+        PartSinkFactory factory;
+    };
+
     mutable std::mutex m_mutex;
     std::vector<Route> m_routes;
+    std::vector<SinkRoute> m_sinkRoutes;
 };
 
 } // namespace lithmar::local

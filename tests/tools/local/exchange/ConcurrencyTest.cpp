@@ -97,9 +97,8 @@ TEST_F(ConcurrentQueue, ImportsAtOnceNeverOverfillTheQueue)
 TEST_F(Concurrency, FinishingOneSessionFromManyThreadsSucceedsOnce)
 {
     const Json session = startUpload(1);
-    const std::string body = "{\"sessionId\":\"" + session["sessionId"].get<std::string>() +
-                             "\",\"fcsReceipts\":[{\"fcsStreamId\":\"" +
-                             session["fcsFiles"][0]["fcsStreamId"].get<std::string>() + "\",\"fcsReciept\":\"r\"}]}";
+    const std::string body = "{\"sessionId\":\"" + session["sessionId"].get<std::string>() + "\",\"fcsReceipts\":[" +
+                             receiptFor(session["fcsFiles"][0]) + "]}";
     std::vector<int> statuses(kThreads);
     onThreads([&](int thread) { statuses[thread] = post("/upload/v1/finish", body).status; });
     EXPECT_EQ(std::count(statuses.begin(), statuses.end(), 204), 1);

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,40 @@ protected:
         EXPECT_EQ(reply.status, 200) << reply.body;
         return reply.json();
     }
+
+    // Checks `bytes` in to `slot` ({"fcsStreamId", "fcsFileUrl",
+    // "fcsFileTicket"}) as the client library does; `ticket` replaces the
+    // slot's own when given.
+    HttpReply checkIn(const Json& slot, std::string_view bytes, std::optional<std::string> ticket = std::nullopt)
+    {
+        const std::string url = slot["fcsFileUrl"];
+        const std::string target = url.substr(url.find('/', url.find("//") + 2));
+        return httpCall(platform.port(), "POST", target, {{"Content-Type", checkinContentType()}},
+                        checkinForm(ticket.value_or(slot["fcsFileTicket"].get<std::string>()), bytes));
+    }
+
+    // An "fcsReceipts" entry for `slot`, with the receipt of a real check-in.
+    std::string receiptFor(const Json& slot)
+    {
+        const HttpReply reply = checkIn(slot, "file of " + slot["fcsStreamId"].get<std::string>());
+        EXPECT_EQ(reply.status, 200) << reply.body;
+        return Json{{"fcsStreamId", slot["fcsStreamId"]}, {"fcsReciept", reply.body}}.dump();
+    }
+
+    static std::string checkinContentType() { return "multipart/form-data; boundary=" + std::string(kBoundary); }
+
+    // The two-part check-in form: the ticket, then the file.
+    static std::string checkinForm(std::string_view ticket, std::string_view bytes)
+    {
+        const std::string delimiter = "--" + std::string(kBoundary);
+        return delimiter + "\r\nContent-Disposition: form-data; name=\"__fcs__jobTicket\"\r\n\r\n" +
+               std::string(ticket) + "\r\n" + delimiter +
+               "\r\nContent-Disposition: form-data; name=\"my-upload\"; filename=\"data.bin\"\r\n"
+               "Content-Type: application/octet-stream\r\n\r\n" +
+               std::string(bytes) + "\r\n" + delimiter + "--\r\n";
+    }
+
+    static constexpr std::string_view kBoundary = "checkin-form-boundary";
 
     LocalPlatform platform;
 };

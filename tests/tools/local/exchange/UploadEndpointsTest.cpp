@@ -20,11 +20,6 @@ std::string finishCommand(const std::string& sessionId, const std::string& recei
     return "{\"sessionId\":\"" + sessionId + "\",\"fcsReceipts\":" + receipts + "}";
 }
 
-std::string receiptFor(const Json& slot)
-{
-    return "{\"fcsStreamId\":\"" + slot["fcsStreamId"].get<std::string>() + "\",\"fcsReciept\":\"<ok/>\"}";
-}
-
 TEST_F(UploadEndpoints, StartGivesOneSlotPerFileOnTheFileServersPath)
 {
     const Json answer = startUpload(3);
@@ -72,8 +67,8 @@ TEST_F(UploadEndpoints, FinishAnswers204WithoutBodyAndKeepsTheReceipts)
 {
     const Json session = startUpload(2);
     const std::string id = session["sessionId"];
-    const HttpReply finished =
-        post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(session["fcsFiles"][0]) + "]"));
+    const std::string receipt = receiptFor(session["fcsFiles"][0]);
+    const HttpReply finished = post("/upload/v1/finish", finishCommand(id, "[" + receipt + "]"));
     EXPECT_EQ(finished.status, 204);
     EXPECT_EQ(finished.body, "");
     EXPECT_EQ(finished.header("Content-Type"), "");
@@ -81,11 +76,10 @@ TEST_F(UploadEndpoints, FinishAnswers204WithoutBodyAndKeepsTheReceipts)
     const auto stored = platform.store().uploads().session(id);
     ASSERT_TRUE(stored);
     EXPECT_FALSE(stored->finished.empty());
-    EXPECT_EQ(stored->streams[0].receipt, "<ok/>");
+    EXPECT_EQ(stored->streams[0].receipt, Json::parse(receipt)["fcsReciept"]);
     EXPECT_EQ(stored->streams[1].receipt, "") << "a file without receipt";
 
-    const HttpReply again =
-        post("/upload/v1/finish", finishCommand(id, "[" + receiptFor(session["fcsFiles"][1]) + "]"));
+    const HttpReply again = post("/upload/v1/finish", finishCommand(id, "[" + receipt + "]"));
     EXPECT_TRUE(isError(again, 409));
     EXPECT_THAT(errorOf(again), HasSubstr("finished"));
 }
@@ -95,7 +89,8 @@ TEST_F(UploadEndpoints, FinishRefusesUnknownSessionsAndForeignOrBadReceipts)
     const Json session = startUpload(1);
     const Json other = startUpload(1);
     const std::string id = session["sessionId"];
-    const std::string good = "[" + receiptFor(session["fcsFiles"][0]) + "]";
+    const std::string one = receiptFor(session["fcsFiles"][0]);
+    const std::string good = "[" + one + "]";
 
     EXPECT_TRUE(isError(post("/upload/v1/finish", finishCommand("upl-unknown", good)), 404));
     const HttpReply foreign =
@@ -105,11 +100,10 @@ TEST_F(UploadEndpoints, FinishRefusesUnknownSessionsAndForeignOrBadReceipts)
 
     const std::string stream = session["fcsFiles"][0]["fcsStreamId"];
     const HttpReply spelledRight =
-        post("/upload/v1/finish", finishCommand(id, "[{\"fcsStreamId\":\"" + stream + "\",\"fcsReceipt\":\"<ok/>\"}]"));
+        post("/upload/v1/finish", finishCommand(id, "[{\"fcsStreamId\":\"" + stream + "\",\"fcsReceipt\":\"x\"}]"));
     EXPECT_TRUE(isError(spelledRight, 400));
     EXPECT_THAT(errorOf(spelledRight), HasSubstr("\"fcsReciept\"")) << "the wire spelling is the one accepted";
 
-    const std::string one = receiptFor(session["fcsFiles"][0]);
     const std::vector<std::string> badReceipts{
         "[]",
         "{}",
@@ -126,6 +120,27 @@ TEST_F(UploadEndpoints, FinishRefusesUnknownSessionsAndForeignOrBadReceipts)
     EXPECT_TRUE(isError(post("/upload/v1/finish", "{\"sessionId\":5,\"fcsReceipts\":" + good + "}"), 400));
 
     EXPECT_EQ(post("/upload/v1/finish", finishCommand(id, good)).status, 204) << "the refusals changed nothing";
+}
+
+TEST_F(UploadEndpoints, FinishTakesOnlyTheFileServersOwnReceipts)
+{
+    const Json session = startUpload(2);
+    const std::string id = session["sessionId"];
+    const Json& checkedIn = session["fcsFiles"][0];
+    const Json& notCheckedIn = session["fcsFiles"][1];
+    const std::string real = receiptFor(checkedIn);
+
+    const Json madeUp{{"fcsStreamId", checkedIn["fcsStreamId"]}, {"fcsReciept", "<ok/>"}};
+    const HttpReply forged = post("/upload/v1/finish", finishCommand(id, "[" + madeUp.dump() + "]"));
+    EXPECT_TRUE(isError(forged, 400));
+    EXPECT_THAT(errorOf(forged), HasSubstr("not the one the file server gave"));
+
+    const Json missing{{"fcsStreamId", notCheckedIn["fcsStreamId"]}, {"fcsReciept", Json::parse(real)["fcsReciept"]}};
+    const HttpReply never = post("/upload/v1/finish", finishCommand(id, "[" + real + "," + missing.dump() + "]"));
+    EXPECT_TRUE(isError(never, 400));
+    EXPECT_THAT(errorOf(never), HasSubstr("never checked in"));
+
+    EXPECT_EQ(post("/upload/v1/finish", finishCommand(id, "[" + real + "]")).status, 204);
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <boost/beast/http/write.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <string_view>
 
@@ -178,7 +179,8 @@ void Connection::onHeader()
     m_request.localAddress = m_localAddress;
     m_request.remoteAddress = m_remoteAddress;
     m_request.connection = m_serial;
-    m_recorder.emplace(m_request, m_context.options.bodyMemoryLimit, m_context.options.maxHeaderBytes);
+    m_recorder.emplace(m_request, m_context.options.bodyMemoryLimit, m_context.options.maxHeaderBytes,
+                       m_context.router.partSinksFor(m_request));
     m_parser->get().body().recorder = &*m_recorder;
 
     m_fault = m_context.faults.take(m_request.method, m_request.path);
@@ -224,6 +226,7 @@ void Connection::recordCutOff(std::string_view outcome)
     m_recorder->finish(false);
     m_parser->get().body().recorder = nullptr;
     m_recorder.reset();
+    discardStoredParts();
     m_context.requests.add(m_request);
     logOutcome(outcome);
 }
@@ -258,14 +261,36 @@ void Connection::closeBeforeBody()
 void Connection::carryOutFault()
 {
     switch (m_fault.kind) {
-    case Fault::Kind::Answer: sendResponse(Router::run(m_handler, m_request)); return;
-    case Fault::Kind::Respond: sendResponse(m_fault.response); return;
+    case Fault::Kind::Answer: {
+        Response response = Router::run(m_handler, m_request);
+        discardStoredParts();
+        sendResponse(std::move(response));
+        return;
+    }
+    case Fault::Kind::Respond:
+        discardStoredParts();
+        sendResponse(m_fault.response);
+        return;
     case Fault::Kind::CloseWithoutAnswer:
+        discardStoredParts();
         logOutcome("closed without an answer (scripted)");
         closeNow();
         return;
-    case Fault::Kind::SendRaw: sendBytesThenClose(m_fault.bytes); return;
+    case Fault::Kind::SendRaw:
+        discardStoredParts();
+        sendBytesThenClose(m_fault.bytes);
+        return;
     case Fault::Kind::CloseBeforeReadingBody: return; // carried out at the header
+    }
+}
+
+void Connection::discardStoredParts()
+{
+    for (const FormPart& part : m_request.parts) {
+        if (!part.storedAt.empty()) {
+            std::error_code ignored; // gone already when the handler kept it
+            std::filesystem::remove(part.storedAt, ignored);
+        }
     }
 }
 

@@ -44,6 +44,8 @@ private:
     void logOutcome(std::string_view outcome);
     void afterPause(void (Connection::*next)());
     void carryOutFault();
+    // Deletes the files of stored parts that the handler did not keep.
+    void discardStoredParts();
     void closeBeforeBody();
     void sendResponse(Response response);
     void sendBytesThenClose(std::string bytes);
