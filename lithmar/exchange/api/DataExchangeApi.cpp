@@ -1,6 +1,7 @@
 #include <lithmar/exchange/api/DataExchangeApi.h>
 
 #include <lithmar/exchange/api/detail/OperationPipeline.h>
+#include <lithmar/exchange/api/detail/UploadChain.h>
 
 #include <boost/algorithm/string/replace.hpp>
 
@@ -130,40 +131,44 @@ pplx::task<void> DataExchangeApi::finishUpload(std::shared_ptr<model::FinishUplo
 pplx::task<std::shared_ptr<model::UploadBoreholesResult>>
 DataExchangeApi::uploadBoreholes(std::shared_ptr<model::BoreholeUploadCommand> body)
 {
-    return detail::sendAndParse<model::UploadBoreholesResult>(
-        apiClient, &sessionCookie, post(L"uploadBoreholes", L"/exploration/boreholes/v1", body));
+    return detail::uploadAndAwait<model::UploadBoreholesResult>(
+        {apiClient, &sessionCookie, serviceUrls, &asyncResponseTimeOut},
+        post(L"uploadBoreholes", L"/exploration/boreholes/v1", body));
 }
 
 pplx::task<std::shared_ptr<model::UploadBoreholeIntervalSetResult>>
 DataExchangeApi::uploadBoreholeIntervalSet(std::shared_ptr<model::BoreholeIntervalSetUploadCommand> body)
 {
     detail::requireBody(body, L"uploadBoreholeIntervalSet");
-    return detail::sendAndParse<model::UploadBoreholeIntervalSetResult>(
-        apiClient, &sessionCookie,
+    return detail::uploadAndAwait<model::UploadBoreholeIntervalSetResult>(
+        {apiClient, &sessionCookie, serviceUrls, &asyncResponseTimeOut},
         post(L"uploadBoreholeIntervalSet", L"/exploration/boreholeintervalsets/v1", body));
 }
 
 pplx::task<std::shared_ptr<model::UploadFieldObservationResult>>
 DataExchangeApi::uploadFieldObservation(std::shared_ptr<model::FieldObservationUploadCommand> body)
 {
-    return detail::sendAndParse<model::UploadFieldObservationResult>(
-        apiClient, &sessionCookie, post(L"uploadFieldObservation", L"/exploration/fieldobservations/v1", body));
+    return detail::uploadAndAwait<model::UploadFieldObservationResult>(
+        {apiClient, &sessionCookie, serviceUrls, &asyncResponseTimeOut},
+        post(L"uploadFieldObservation", L"/exploration/fieldobservations/v1", body));
 }
 
 pplx::task<std::shared_ptr<model::UploadGeoResult>>
 DataExchangeApi::uploadGeo(std::shared_ptr<model::GeoUploadCommand> body)
 {
     detail::requireBody(body, L"uploadGeo");
-    return detail::sendAndParse<model::UploadGeoResult>(apiClient, &sessionCookie,
-                                                        post(L"uploadGeo", L"/exploration/geos/v1", body));
+    return detail::uploadAndAwait<model::UploadGeoResult>(
+        {apiClient, &sessionCookie, serviceUrls, &asyncResponseTimeOut},
+        post(L"uploadGeo", L"/exploration/geos/v1", body));
 }
 
 pplx::task<std::shared_ptr<model::UploadTerrainResult>>
 DataExchangeApi::uploadTerrain(std::shared_ptr<model::TerrainUploadCommand> body)
 {
     detail::requireBody(body, L"uploadTerrain");
-    return detail::sendAndParse<model::UploadTerrainResult>(apiClient, &sessionCookie,
-                                                            post(L"uploadTerrain", L"/exploration/terrains/v1", body));
+    return detail::uploadAndAwait<model::UploadTerrainResult>(
+        {apiClient, &sessionCookie, serviceUrls, &asyncResponseTimeOut},
+        post(L"uploadTerrain", L"/exploration/terrains/v1", body));
 }
 
 void DataExchangeApi::setAsyncResponseTimeOut(int seconds)

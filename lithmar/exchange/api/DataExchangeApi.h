@@ -38,11 +38,23 @@ namespace com::vantorel::lithmar::exploration::api {
 // for requests that cannot be built, 500 for answers of the wrong kind).
 // Faults found before anything is sent (a missing required body) are thrown
 // from the call itself; transport failures and unparsable answers fail the
-// task with the exception of cpprestsdk or the JSON parser. It shares its ApiClient with the host and with every
-// pending operation, and keeps the session cookies that the service hands
-// out. Pending operations refer to the object by plain pointer: keep it alive
-// until every task it returned has completed, and configure it before use
-// (nothing in it is locked).
+// task with the exception of cpprestsdk or the JSON parser. It shares its
+// ApiClient with the host and with every pending operation, and keeps the
+// session cookies that the service hands out. Pending operations refer to the
+// object by plain pointer: keep it alive until every task it returned has
+// completed, and configure it before use (nothing in it is locked but the
+// time-out).
+//
+// The five uploads complete with their job's final result: before sending
+// they get the current user and a login ticket from the platform's sibling
+// services (found through setServiceUrls or the base URL) and start the
+// process-wide notification listener; after a first answer that names a job
+// they look for the job's result once a second, up to
+// setAsyncResponseTimeOut seconds (ApiException 408 "Timeout waiting for
+// response." then; 0 fails at once, a negative value keeps the first answer).
+// A first answer without a job, or with the job "QUEUE_FULL", is final. A job
+// that cannot be tracked (no user or no ticket) fails with ApiException 500
+// "Unable to track result via notification.". The waits hold no thread.
 class LITHMAR_EXCHANGE_EXPORT DataExchangeApi {
 public:
     explicit DataExchangeApi(std::shared_ptr<ApiClient> apiClient);

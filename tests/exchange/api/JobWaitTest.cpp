@@ -72,8 +72,7 @@ INSTANTIATE_TEST_SUITE_P(JobWait, JobWaitOutcomes,
                          [](const testing::TestParamInfo<Case>& param) {
                              const Case& c = param.param;
                              return "TimeOut" + std::string(c.timeOut < 0 ? "Minus" : "") +
-                                    std::to_string(std::abs(c.timeOut)) + "FoundAtLook" +
-                                    std::to_string(c.foundAtLook);
+                                    std::to_string(std::abs(c.timeOut)) + "FoundAtLook" + std::to_string(c.foundAtLook);
                          });
 
 TEST(JobWait, ALoweredTimeOutEndsTheWaitWithTheFirstAnswer)
@@ -139,13 +138,16 @@ int threadsOfThisProcess()
 TEST(JobWait, AThousandWaitsHoldNoThreads)
 {
     std::atomic<int32_t> timeOut(2);
-    awaitJobResult(timeOut, [] { return true; }, kInterval).get(); // the task pool is up
+    awaitJobResult(
+        timeOut, [] { return true; }, kInterval)
+        .get(); // the task pool is up
     const int threadsBefore = threadsOfThisProcess();
 
     std::atomic<int> looks(0);
     std::vector<pplx::task<void>> waits;
     for (int i = 0; i < 1000; ++i) {
-        waits.push_back(awaitJobResult(timeOut, [&] { return ++looks % 2 == 0; }, std::chrono::milliseconds(300)));
+        waits.push_back(awaitJobResult(
+            timeOut, [&] { return ++looks % 2 == 0; }, std::chrono::milliseconds(300)));
     }
     // With every wait asleep, the pool still runs other work at once.
     EXPECT_EQ(pplx::create_task([] { return 42; }).get(), 42);

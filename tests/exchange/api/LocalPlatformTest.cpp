@@ -37,6 +37,9 @@ protected:
     explicit LocalPlatformTest(std::size_t queueCapacity = 100)
         : platform(options(queueCapacity)), exchange(clientFor(platform))
     {
+        // These tests read the uploads' first answers; the waits for their
+        // results are tried in UploadWaitPort8080Test.
+        exchange.setAsyncResponseTimeOut(-1);
     }
 
     static std::shared_ptr<sdk::ApiClient> clientFor(local::LocalPlatform& platform)

@@ -147,9 +147,9 @@ TEST(OperationResults, AreParsedIntoTheirModels)
     EXPECT_EQ(session->getSessionId(), L"u1");
     EXPECT_EQ(session->getFcsFiles().at(0)->getFcsFileTicket(), L"t");
 
-    server.answerWith(local::Response::json(200, R"({"result":"ACCEPTED","jobId":"j-1","count":"3"})"));
+    server.answerWith(local::Response::json(200, R"({"result":"REFUSED","jobId":"QUEUE_FULL","count":"3"})"));
     const auto upload = api.uploadBoreholes(boreholes()).get();
-    EXPECT_EQ(upload->getJobId(), L"j-1") << "the first answer, until results are awaited";
+    EXPECT_EQ(upload->getJobId(), L"QUEUE_FULL");
     EXPECT_EQ(upload->getCount(), L"3");
 
     server.answerWith(local::Response::json(200, R"({"geologicModelId":"m1","files":[{"name":"m1.csv","data":"x,y\n"}]})"));

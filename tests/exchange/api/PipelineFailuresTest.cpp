@@ -66,7 +66,7 @@ TEST_F(PipelineFailures, TheOtherUploadsSendANullBodyAsItIs)
     api.uploadFieldObservation(nullptr).get();
     api.startUpload(nullptr).get();
     api.finishUpload(nullptr).get();
-    const auto requests = server.server.requests();
+    const auto requests = server.exchangeRequests();
     ASSERT_EQ(requests.size(), 4u);
     for (const auto& request : requests) {
         EXPECT_EQ(request.body, "null") << request.target;

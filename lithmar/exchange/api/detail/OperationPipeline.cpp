@@ -65,12 +65,17 @@ void requireBody(const std::shared_ptr<ModelBase>& body, const std::wstring& ope
     }
 }
 
-pplx::task<Answer> send(const std::shared_ptr<ApiClient>& apiClient, std::wstring* sessionCookie, Operation operation)
+void requireClient(const std::shared_ptr<ApiClient>& apiClient, const std::wstring& operation)
 {
     if (!apiClient) {
-        throw std::invalid_argument("DataExchangeApi->" + toUtf8(operation.name) +
+        throw std::invalid_argument("DataExchangeApi->" + toUtf8(operation) +
                                     ": the API object was built without an ApiClient; construct it with one");
     }
+}
+
+pplx::task<Answer> send(const std::shared_ptr<ApiClient>& apiClient, std::wstring* sessionCookie, Operation operation)
+{
+    requireClient(apiClient, operation.name);
     const auto configuration = apiClient->getConfiguration();
     auto headers = configuration->getDefaultHeaders();
     applySessionCookies(headers, *sessionCookie);

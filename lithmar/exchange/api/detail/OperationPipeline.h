@@ -47,6 +47,9 @@ struct Answer {
 // Throws ApiException 400 "Missing required parameter 'body' ..." for a null model.
 void requireBody(const std::shared_ptr<ModelBase>& body, const std::wstring& operation);
 
+// Throws std::invalid_argument for an API object built without a client.
+LITHMAR_EXCHANGE_EXPORT void requireClient(const std::shared_ptr<ApiClient>& apiClient, const std::wstring& operation);
+
 // Exported although internal: the pipeline's tests drive it with media types
 // that no operation uses.
 //
