@@ -27,15 +27,16 @@ namespace {
 
 class LocalPlatformTest : public testing::Test {
 protected:
-    static local::LocalPlatformOptions options(std::size_t queueCapacity = 100)
+    static local::LocalPlatformOptions options(std::size_t queueCapacity, std::size_t jobWorkers)
     {
         local::LocalPlatformOptions settings;
         settings.jobQueueCapacity = queueCapacity;
+        settings.jobWorkers = jobWorkers;
         return settings;
     }
 
-    explicit LocalPlatformTest(std::size_t queueCapacity = 100)
-        : platform(options(queueCapacity)), exchange(clientFor(platform))
+    explicit LocalPlatformTest(std::size_t queueCapacity = 100, std::size_t jobWorkers = 2)
+        : platform(options(queueCapacity, jobWorkers)), exchange(clientFor(platform))
     {
         // These tests read the uploads' first answers; the waits for their
         // results are tried in UploadWaitPort8080Test.
@@ -207,7 +208,8 @@ TEST_F(LocalPlatformTest, KeepsTheSessionTheServiceHandsOut)
 
 class FullQueueTest : public LocalPlatformTest {
 protected:
-    FullQueueTest() : LocalPlatformTest(1) {}
+    // No job runner empties the queue.
+    FullQueueTest() : LocalPlatformTest(1, 0) {}
 };
 
 TEST_F(FullQueueTest, AFullQueueAnswersWithQueueFull)

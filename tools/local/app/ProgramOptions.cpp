@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -35,6 +37,16 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
                     "\"jobId\": \"QUEUE_FULL\"")
         ->capture_default_str();
 
+    program
+        .add_option("--job-workers", options.jobWorkers,
+                    "Threads carrying out import jobs; 0 leaves every job queued (to try a full queue)")
+        ->capture_default_str();
+    std::int64_t jobDelayMs = 0;
+    program
+        .add_option("--job-delay", jobDelayMs,
+                    "Milliseconds each import job waits before it runs, to try waits and time-outs")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{24} * 3600 * 1000))
+        ->capture_default_str();
     program.add_flag("--platform", options.platformMode,
                      "Play the platform with sign-in: users, web sessions, the current user and login tickets "
                      "(see docs/local-platform.md). Without it, a local installation without sign-in");
@@ -74,6 +86,7 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
         exitCode = program.exit(e, out, errors);
         return std::nullopt;
     }
+    options.jobDelay = std::chrono::milliseconds(jobDelayMs);
     for (const std::string& user : users) {
         options.users.push_back(parseUserCredentials(user));
     }

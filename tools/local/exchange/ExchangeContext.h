@@ -7,6 +7,7 @@
 #include <tools/local/server/RecordedRequest.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,8 @@ struct ExchangeContext {
     ExchangeStore& store;
     std::string basePath; // "/lithmar-xchng"
     std::size_t jobQueueCapacity;
+    std::function<std::string(const RecordedRequest&)> uploadingUser; // may be empty
+    std::function<void()> jobQueued;                                   // may be empty
     TrackingNumbers trackingNumbers;
     // Of the URLs that answers name: "https" when the server speaks TLS.
     std::string scheme = "http";

@@ -6,7 +6,12 @@
 namespace lithmar::local {
 
 ExchangeService::ExchangeService(ExchangeOptions options, ExchangeStore& store, WebSessions& sessions)
-    : m_context{store, std::move(options.basePath), options.jobQueueCapacity, {}, std::move(options.scheme)},
+    : m_context{store,
+                std::move(options.basePath),
+                options.jobQueueCapacity,
+                std::move(options.uploadingUser),
+                std::move(options.jobQueued),
+                {}},
       m_sessions(sessions)
 {
     checkBasePath(m_context.basePath, service_suffix::kExchange);

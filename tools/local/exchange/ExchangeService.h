@@ -16,6 +16,11 @@ struct ExchangeOptions {
     std::string basePath{kDefaultExchangeBasePath};
     // Jobs that may wait at once; imports beyond it get "jobId":"QUEUE_FULL".
     std::size_t jobQueueCapacity = 100;
+    // Who sent an import request: its job's result goes to this user ("" for
+    // nobody: no one signed in). Unset: kLocalUser.
+    std::function<std::string(const RecordedRequest&)> uploadingUser;
+    // Called after a job was queued (to wake the job runner).
+    std::function<void()> jobQueued;
     // "https" when the server speaks TLS: the check-in URLs that upload
     // start hands out name it.
     std::string scheme = "http";

@@ -24,6 +24,9 @@ public:
     SiteStore& sites() { return m_sites; }
     UploadStore& uploads() { return m_uploads; }
     JobStore& jobs() { return m_jobs; }
+    // For writes that span the stores in one transaction (an import and
+    // its job's end).
+    Database& database() { return m_database; }
 
 private:
     const std::string m_location; // the file, or ":memory:"

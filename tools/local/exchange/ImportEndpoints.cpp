@@ -1,6 +1,7 @@
 // The five import endpoints. Each checks its command against the upload
-// session and the site, queues a job and answers at once; the job runner
-// imports the files later and notifies the client.
+// session and the site, queues a job for the user who sent it and answers at
+// once; the job runner (imports/JobRunner) imports the files later and
+// notifies that user.
 
 #include <tools/local/exchange/ExchangeEndpoints.h>
 #include <tools/local/exchange/JsonCommand.h>
@@ -97,11 +98,15 @@ Response importFiles(ExchangeContext& context, const RecordedRequest& request, c
     }
     checkExisting(context, kind, siteId, existingId);
 
-    const JobRecord job{"job-" + randomHex(20), kind.job, kJobQueued, siteId, name, sessionId, request.body, utcNow()};
+    const JobRecord job{"job-" + randomHex(20), kind.job, kJobQueued, siteId, name, sessionId, request.body, utcNow(),
+                  context.uploadingUser ? context.uploadingUser(request) : kLocalUser, "", ""};
     if (!context.store.jobs().enqueue(job, context.jobQueueCapacity)) {
         Json full = context.answerHead("QUEUE_FULL");
         full["jobId"] = "QUEUE_FULL";
         return jsonAnswer(200, full);
+    }
+    if (context.jobQueued) {
+        context.jobQueued();
     }
     Json answer = context.answerHead("ACCEPTED");
     answer["jobId"] = job.id;

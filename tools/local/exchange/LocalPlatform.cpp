@@ -104,6 +104,17 @@ std::optional<LocalCertificates> makeCertificates(const LocalPlatformOptions& op
     return LocalCertificates(directory, LocalCertificates::namesFor(options.address));
 }
 
+imports::StoredFileLookup storedFileLookup(const LocalPlatformOptions& options, FileServer& files)
+{
+    if (options.storedFile) {
+        return options.storedFile;
+    }
+    return [&files](const std::string& streamId) -> std::optional<std::filesystem::path> {
+        const auto stored = files.storedFile(streamId);
+        return stored ? std::optional<std::filesystem::path>(stored->path) : std::nullopt;
+    };
+}
+
 } // namespace
 
 LocalPlatform::TemporaryDirectory::TemporaryDirectory()
@@ -130,11 +141,16 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
       m_certificates(makeCertificates(m_options, m_certificateDirectory ? m_certificateDirectory->path : "")),
       m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
       m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
-      m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity, schemeOf(m_options)}, m_store, m_sessions),
       m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
               m_options.dataDirectory.empty() ? ""
                                               : (std::filesystem::path(m_options.dataDirectory) / "files").string(),
               m_store.uploads()),
+      m_jobRunner(m_store, {m_options.jobWorkers, m_options.jobDelay}, storedFileLookup(m_options, m_files),
+                  [this](const std::string& user, const std::string& payloadJson) { publish(user, payloadJson); }),
+      m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity,
+                  [this](const RecordedRequest& request) { return userOf(request).value_or(std::string()); },
+                  [this] { m_jobRunner.wake(); }, schemeOf(m_options)},
+                 m_store, m_sessions),
       m_server(serverOptions(m_options, m_certificates)), m_pollServer(makePollServer(m_options, m_notifications))
 {
     for (const UserCredentials& user : m_options.users) {
@@ -163,14 +179,17 @@ void LocalPlatform::start()
             throw;
         }
     }
+    m_jobRunner.start();
 }
 
 void LocalPlatform::stop()
 {
+    // Requests first, so that no job is queued behind the runner's back.
     if (m_pollServer) {
         m_pollServer->stop();
     }
     m_server.stop();
+    m_jobRunner.stop();
 }
 
 std::uint16_t LocalPlatform::port() const

@@ -2,6 +2,7 @@
 
 #include <tools/local/exchange/ExchangeService.h>
 #include <tools/local/exchange/ExchangeStore.h>
+#include <tools/local/exchange/imports/JobRunner.h>
 #include <tools/local/exchange/notification/NotificationQueues.h>
 #include <tools/local/fcs/FileServer.h>
 #include <tools/local/server/HttpServer.h>
@@ -15,6 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -55,6 +57,15 @@ struct LocalPlatformOptions {
     // removed at the end without a data directory. Tests of the services
     // themselves may ask for plain HTTP.
     bool plainHttp = false;
+
+    // Threads carrying out import jobs; 0 leaves every job queued.
+    std::size_t jobWorkers = 2;
+    // How long each import job waits before it runs.
+    std::chrono::milliseconds jobDelay{0};
+    // Where the jobs find the file checked in for a stream. Unset: the
+    // platform's file server (files()); tests set it to import files
+    // without checking them in.
+    imports::StoredFileLookup storedFile;
 };
 
 // Every platform service that the client library talks to, on one host and
@@ -136,9 +147,10 @@ private:
     UserTable m_users;
     TicketStore m_tickets;
     SessionServices m_sessionServices;
-    ExchangeService m_exchange;
-    FileServer m_files;
     NotificationQueues m_notifications;
+    FileServer m_files;
+    imports::JobRunner m_jobRunner;
+    ExchangeService m_exchange;
     // Last: stopped, and their handlers gone, before the services they use.
     HttpServer m_server;
     std::unique_ptr<HttpServer> m_pollServer;

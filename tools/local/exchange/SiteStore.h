@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lithmar::local {
@@ -47,6 +48,34 @@ public:
     // The site's objects, parents before children, siblings in creation order.
     std::vector<SiteObject> objects(const std::string& siteId);
     std::optional<SiteObject> object(const std::string& id);
+    // Removes the site, its tree and the tree's data; false when there was
+    // no such site.
+    bool deleteSite(const std::string& id);
+
+    // Changes to one site inside the caller's transaction: an import writes
+    // its objects, their data and its job's end together or not at all.
+    class Edit {
+    public:
+        Edit(Database::Connection& connection, std::string siteId) : m_connection(connection), m_siteId(std::move(siteId)) {}
+
+        // nullopt when the site is gone.
+        std::optional<SiteRecord> site();
+        void touchSite(const std::string& when);
+        std::optional<SiteObject> object(const std::string& id);
+        // The first object of `kind` directly below `parentId` ("" for the top).
+        std::optional<SiteObject> firstOfKind(const std::string& kind, const std::string& parentId);
+        // Adds `object` to the site, or replaces the one with its id.
+        void put(const SiteObject& object);
+        // Removes everything below the object (not the object itself).
+        void removeDescendants(const std::string& id);
+        // The data an import keeps with an object (JSON text), "" for none.
+        std::string data(const std::string& objectId);
+        void setData(const std::string& objectId, const std::string& json);
+
+    private:
+        Database::Connection& m_connection;
+        const std::string m_siteId;
+    };
 
 private:
     Database& m_database;

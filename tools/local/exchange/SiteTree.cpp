@@ -17,6 +17,7 @@ const Shape& shapeOf(const std::string& kind)
 {
     static const std::map<std::string, Shape> shapes{
         {"BoreholeCollection", {{"type", "id", "name", "totalItems"}, false}},
+        {"BoreholeIntervalSet", {{"type", "id", "name", "modificationDate", "totalItems"}, false}},
         {"GeologicModel", {{"type", "id", "name", "modificationDate"}, true}},
         {"FeatureCollection", {{"type", "id", "name"}, true}},
         {"Parameters", {{"type", "id", "name", "parameters"}, true}},

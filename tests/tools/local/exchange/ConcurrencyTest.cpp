@@ -75,7 +75,7 @@ protected:
     ConcurrentQueue() : PlatformTest(options()) {}
     static LocalPlatformOptions options()
     {
-        LocalPlatformOptions o;
+        LocalPlatformOptions o = endpointsOnly();
         o.jobQueueCapacity = 5;
         return o;
     }

@@ -193,7 +193,7 @@ protected:
 
     static LocalPlatformOptions withCapacity(std::size_t capacity)
     {
-        LocalPlatformOptions options;
+        LocalPlatformOptions options = endpointsOnly();
         options.jobQueueCapacity = capacity;
         return options;
     }

@@ -12,10 +12,22 @@
 
 namespace lithmar::local::testing {
 
+// The endpoints alone: no job runner takes the jobs they queue (the runner
+// has tests of its own, in imports/).
+inline LocalPlatformOptions endpointsOnly()
+{
+    LocalPlatformOptions options;
+    options.jobWorkers = 0;
+    return options;
+}
+
 // A whole local platform, in memory, on a free port, for each test.
 class PlatformTest : public ::testing::Test {
 protected:
-    explicit PlatformTest(LocalPlatformOptions options = {}) : platform(std::move(options)) { platform.start(); }
+    explicit PlatformTest(LocalPlatformOptions options = endpointsOnly()) : platform(std::move(options))
+    {
+        platform.start();
+    }
 
     HttpReply get(std::string_view target, const std::vector<Header>& headers = {})
     {
