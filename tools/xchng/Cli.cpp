@@ -3,11 +3,14 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "SessionCommands.h"
+#include "UploadCommand.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
 #include <iostream>
+
+#include <unistd.h>
 
 namespace lithmar::xchng {
 
@@ -30,6 +33,30 @@ void addDownloadCommand(CLI::App& parent, const char* name, bool feature, Downlo
         request.feature = feature;
         action = [&request](auto& api, Output output) { download(api, request, output); };
     });
+}
+
+void addUploadCommands(CLI::App& parent, UploadRequest& request, Action& action, std::ostream& err)
+{
+    auto* uploads = parent.add_subcommand("upload", "Import local files into a site and wait for the result");
+    uploads->require_subcommand(1);
+    for (const std::string& kind : uploadKinds()) {
+        auto* command = uploads->add_subcommand(kind, "Import " + kind + " from FILE...");
+        command->add_option("files", request.files, "Files to check in and import")->required();
+        command->add_option("--site", request.siteId, "Identifier of the site to import into")->required();
+        command->add_option("--name", request.name, "Name of the new object (default: the first file's name)");
+        command->add_option("--crs", request.crs, "Coordinate reference system of the data");
+        command->add_option("--import-type", request.importType, "Kind of import, as the service words it (CREATE)");
+        command->add_option("--timeout", request.timeOutSeconds,
+                            "Seconds to wait for the import's result (0: fail at once; negative: do not wait)");
+        command->callback([&request, &action, &err, kind] {
+            request.kind = kind;
+            // Redraw the spinner only where a person watches it.
+            const bool terminal = &err == &std::cerr && isatty(STDERR_FILENO);
+            action = [&request, &err, terminal](auto& api, Output output) {
+                upload(api, request, output, err, terminal);
+            };
+        });
+    }
 }
 
 } // namespace
@@ -100,6 +127,9 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     addDownloadCommand(*downloads, "model", false, downloadRequest, action);
     addDownloadCommand(*downloads, "feature", true, downloadRequest, action);
 
+    UploadRequest uploadRequest;
+    addUploadCommands(app, uploadRequest, action, err);
+
     try {
         std::vector<std::string> reversed(args.rbegin(), args.rend());
         app.parse(reversed);
@@ -121,6 +151,10 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     } catch (const std::invalid_argument& failure) {
         err << "xchng: " << failure.what() << '\n';
         return Usage;
+    } catch (const Interrupted& interrupted) {
+        err << "xchng: stopped waiting for " << interrupted.what
+            << "; the service may still finish it: see `xchng sites show`\n";
+        return Cancelled;
     } catch (...) {
         const Failure failure = describe(std::current_exception(), connection.url);
         err << "xchng: " << failure.message << '\n';
