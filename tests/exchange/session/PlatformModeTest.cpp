@@ -4,6 +4,7 @@
 #include <lithmar/exchange/session/ServiceUrls.h>
 #include <lithmar/exchange/session/TicketService.h>
 #include <lithmar/exchange/session/UserNameService.h>
+#include <lithmar/runtime/ApiClient.h>
 #include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/JsonBody.h>
 #include <lithmar/runtime/Utf8.h>

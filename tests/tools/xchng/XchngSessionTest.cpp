@@ -7,6 +7,7 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
+#include <cpprest/json.h>
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
