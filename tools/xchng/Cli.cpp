@@ -4,6 +4,7 @@
 #include "Failure.h"
 #include "SessionCommands.h"
 #include "UploadCommand.h"
+#include "UploadCommands.h"
 
 #include <CLI/CLI.hpp>
 
@@ -129,6 +130,16 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
 
     UploadRequest uploadRequest;
     addUploadCommands(app, uploadRequest, action, err);
+    std::vector<std::string> uploadedFiles;
+    auto* files = app.get_subcommand("upload")->add_subcommand(
+        "files", "Check files in to a new upload session, finish it and print the file server's receipts");
+    files->add_option("file", uploadedFiles, "Files to check in, in this order")->required()->check(CLI::ExistingFile);
+    files->callback([&] {
+        const bool terminal = &out == &std::cout && ::isatty(STDOUT_FILENO);
+        action = [&uploadedFiles, terminal](auto& api, Output output) {
+            uploadFiles(api, uploadedFiles, terminal, output);
+        };
+    });
 
     try {
         std::vector<std::string> reversed(args.rbegin(), args.rend());
