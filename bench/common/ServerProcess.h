@@ -49,6 +49,8 @@ public:
     ServerProcess& operator=(const ServerProcess&) = delete;
 
     std::uint16_t port() const { return m_port; }
+    // For reading the server's own CPU time (/proc/<pid>/stat).
+    pid_t pid() const { return m_pid; }
 
 private:
     pid_t m_pid = -1;

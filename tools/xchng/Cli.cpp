@@ -3,11 +3,15 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "SessionCommands.h"
+#include "ImportCommand.h"
+#include "UploadCommands.h"
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
 #include <iostream>
+
+#include <unistd.h>
 
 namespace lithmar::xchng {
 
@@ -30,6 +34,30 @@ void addDownloadCommand(CLI::App& parent, const char* name, bool feature, Downlo
         request.feature = feature;
         action = [&request](auto& api, Output output) { download(api, request, output); };
     });
+}
+
+void addUploadCommands(CLI::App& parent, UploadRequest& request, Action& action, std::ostream& err)
+{
+    auto* uploads = parent.add_subcommand("upload", "Import local files into a site and wait for the result");
+    uploads->require_subcommand(1);
+    for (const std::string& kind : uploadKinds()) {
+        auto* command = uploads->add_subcommand(kind, "Import " + kind + " from FILE...");
+        command->add_option("files", request.files, "Files to check in and import")->required();
+        command->add_option("--site", request.siteId, "Identifier of the site to import into")->required();
+        command->add_option("--name", request.name, "Name of the new object (default: the first file's name)");
+        command->add_option("--crs", request.crs, "Coordinate reference system of the data");
+        command->add_option("--import-type", request.importType, "Kind of import, as the service words it (CREATE)");
+        command->add_option("--timeout", request.timeOutSeconds,
+                            "Seconds to wait for the import's result (0: fail at once; negative: do not wait)");
+        command->callback([&request, &action, &err, kind] {
+            request.kind = kind;
+            // Redraw the spinner only where a person watches it.
+            const bool terminal = &err == &std::cerr && isatty(STDERR_FILENO);
+            action = [&request, &err, terminal](auto& api, Output output) {
+                upload(api, request, output, err, terminal);
+            };
+        });
+    }
 }
 
 } // namespace
@@ -100,6 +128,19 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     addDownloadCommand(*downloads, "model", false, downloadRequest, action);
     addDownloadCommand(*downloads, "feature", true, downloadRequest, action);
 
+    UploadRequest uploadRequest;
+    addUploadCommands(app, uploadRequest, action, err);
+    std::vector<std::string> uploadedFiles;
+    auto* files = app.get_subcommand("upload")->add_subcommand(
+        "files", "Check files in to a new upload session, finish it and print the file server's receipts");
+    files->add_option("file", uploadedFiles, "Files to check in, in this order")->required()->check(CLI::ExistingFile);
+    files->callback([&] {
+        const bool terminal = &out == &std::cout && ::isatty(STDOUT_FILENO);
+        action = [&uploadedFiles, terminal](auto& api, Output output) {
+            uploadFiles(api, uploadedFiles, terminal, output);
+        };
+    });
+
     try {
         std::vector<std::string> reversed(args.rbegin(), args.rend());
         app.parse(reversed);
@@ -121,6 +162,10 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     } catch (const std::invalid_argument& failure) {
         err << "xchng: " << failure.what() << '\n';
         return Usage;
+    } catch (const Interrupted& interrupted) {
+        err << "xchng: stopped waiting for " << interrupted.what
+            << "; the service may still finish it: see `xchng sites show`\n";
+        return Cancelled;
     } catch (...) {
         const Failure failure = describe(std::current_exception(), connection.url);
         err << "xchng: " << failure.message << '\n';

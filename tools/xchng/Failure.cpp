@@ -45,6 +45,19 @@ Failure describe(std::exception_ptr error, const std::string& serviceUrl)
                                    bodyOf(failure)};
         }
         const int code = failure.error_code().value();
+        const std::wstring& message = failure.getMessage();
+        if (code == 408 && message == L"Timeout waiting for response.") {
+            return {ServiceError, std::string(failure.what()) +
+                                      " The import's result did not arrive within --timeout seconds; the service "
+                                      "may still finish it: see `xchng sites show`, or upload again with a longer "
+                                      "--timeout"};
+        }
+        if (code == 500 && message == L"Unable to track result via notification.") {
+            return {ServiceError, std::string(failure.what()) +
+                                      " The platform named no signed-in user or gave no login ticket, so the "
+                                      "import's result cannot reach xchng. Sign in, or check the platform's user and "
+                                      "login services"};
+        }
         if (code == 404) {
             return {ServiceError, std::string(failure.what()) + ": no such object at " + serviceUrl + bodyOf(failure)};
         }

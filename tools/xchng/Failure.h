@@ -14,6 +14,7 @@ enum ExitCode : int {
     ServiceError = 4,  // the service answered with an error status
     BadAnswer = 5,     // an answer that is not what the service should send
     LocalError = 6,    // a local file could not be written
+    Cancelled = 130,   // the user pressed Ctrl+C, as shells report it
 };
 
 struct Failure {

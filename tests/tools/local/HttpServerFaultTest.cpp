@@ -18,7 +18,9 @@ class HttpServerFaultTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        server.route("*", "/{rest...}", [](const RecordedRequest& r) { return Response{200, "", {}, "handler " + r.path}; });
+        server.route("*", "/{rest...}", [](const RecordedRequest& r) {
+            return Response{200, "", {}, "handler " + r.path};
+        });
         server.start();
     }
 
@@ -127,6 +129,51 @@ TEST_F(HttpServerFaultTest, SendsRawBytesThenCloses)
         client.send(requestText("GET", "/raw"));
         EXPECT_EQ(client.readUntilClosed(), bytes);
     }
+}
+
+TEST_F(HttpServerFaultTest, DropsTheConnectionAfterSomeBodyBytesWhateverTheFraming)
+{
+    const std::string body = testing::pseudoRandomBytes(10000, 1);
+    const std::string chunked = "POST /upload HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                "1000\r\n" +
+                                body.substr(0, 0x1000) + "\r\n" + "1710\r\n" + body.substr(0x1000) + "\r\n0\r\n\r\n";
+    const std::string requests[] = {requestText("POST", "/upload", {}, body), chunked};
+    for (const std::string& request : requests) {
+        server.clearRequests();
+        server.script("POST", "/upload", Fault::closeAfterBodyBytes(5000));
+        RawClient client(server.port());
+        client.send(request);
+        EXPECT_TRUE(client.closedByServer());
+        ASSERT_TRUE(server.waitForRequests(1));
+        const auto recorded = server.requests().at(0);
+        EXPECT_FALSE(recorded.complete);
+        EXPECT_EQ(recorded.bodySize, 5000u);
+        EXPECT_EQ(recorded.body, body.substr(0, 5000));
+    }
+}
+
+TEST_F(HttpServerFaultTest, ClosesWithoutAnswerWhenTheBodyEndsBeforeTheCut)
+{
+    server.script("POST", "/upload", Fault::closeAfterBodyBytes(5000));
+    RawClient client(server.port());
+    client.send(requestText("POST", "/upload", {}, "short"));
+    EXPECT_TRUE(client.closedByServer());
+    EXPECT_TRUE(server.requests().at(0).complete);
+}
+
+TEST_F(HttpServerFaultTest, WritesRawBytesToTheNextConnectionsThenServesAgain)
+{
+    server.scriptRawConnections("SSH-2.0-nonsense\r\n", 2);
+    for (int i = 0; i < 2; ++i) {
+        RawClient client(server.port());
+        client.send(requestText("GET", "/a"));
+        EXPECT_EQ(client.readUntilClosed(), "SSH-2.0-nonsense\r\n");
+    }
+    RawClient client(server.port());
+    client.send(requestText("GET", "/a"));
+    EXPECT_EQ(client.readResponse().body, "handler /a");
+    EXPECT_TRUE(server.requests().size() == 1u);
+    EXPECT_THROW(server.scriptRawConnections("x", 0), std::invalid_argument);
 }
 
 } // namespace

@@ -88,6 +88,10 @@ INSTANTIATE_TEST_SUITE_P(
                     "not the JSON expected"},
         FailureCase{"not_utf8", [] { throw sdk::EncodingError("text is not valid UTF-8 at byte 3"); },
                     xchng::BadAnswer, "not UTF-8"},
+        FailureCase{"result_late", [] { throw sdk::ApiException(408, L"Timeout waiting for response."); },
+                    xchng::ServiceError, "longer --timeout"},
+        FailureCase{"untrackable", [] { throw sdk::ApiException(500, L"Unable to track result via notification."); },
+                    xchng::ServiceError, "Sign in"},
         FailureCase{"other", [] { throw std::logic_error("odd"); }, xchng::Unexpected, "odd"}),
     [](const auto& testInfo) { return std::string(testInfo.param.label); });
 
@@ -105,11 +109,37 @@ TEST(XchngUsage, BadCommandLinesExitWithUsageAndAHint)
     EXPECT_NE(badHeader.err.find("Name: value"), std::string::npos) << badHeader.err;
 }
 
+TEST(XchngUsage, UploadsCheckTheirFilesBeforeAnythingIsSent)
+{
+    const auto directory = std::filesystem::path(testing::TempDir());
+    const std::string file = (directory / "xchng-upload-a.csv").string();
+    std::ofstream(file) << "id,x,y\n";
+    const std::string unused = "http://127.0.0.1:" + std::to_string(1) + "/x-xchng";
+    struct Case {
+        std::vector<std::string> args;
+        const char* mentions;
+    };
+    const Case cases[] = {
+        {{"upload", "terrain", "--site", "s1"}, "files is required"},
+        {{"upload", "terrain", file}, "--site is required"},
+        {{"upload", "lidar", file, "--site", "s1"}, "xchng --help"},
+        {{"upload", "geo", (directory / "no-such-file.json").string(), "--site", "s1"}, "no such file"},
+        {{"upload", "intervals", file, file, "--site", "s1"}, "exactly one file"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args{"--url", unused};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const auto result = run(args);
+        EXPECT_EQ(result.exitCode, xchng::Usage) << result.err;
+        EXPECT_NE(result.err.find(c.mentions), std::string::npos) << result.err;
+    }
+}
+
 TEST(XchngUsage, HelpListsTheCommands)
 {
     const auto result = run({"--help"});
     EXPECT_EQ(result.exitCode, xchng::Ok);
-    for (const char* command : {"sites", "crs", "download", "--url", "--json", "--timeout"}) {
+    for (const char* command : {"sites", "crs", "download", "upload", "--url", "--json", "--timeout"}) {
         EXPECT_NE(result.out.find(command), std::string::npos) << command;
     }
 }

@@ -31,6 +31,14 @@ Fault Fault::closeBeforeBody()
     return fault;
 }
 
+Fault Fault::closeAfterBodyBytes(std::uint64_t n)
+{
+    Fault fault;
+    fault.kind = Kind::CloseAfterBodyBytes;
+    fault.bodyBytes = n;
+    return fault;
+}
+
 Fault Fault::garbage(std::string bytes)
 {
     Fault fault;

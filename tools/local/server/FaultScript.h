@@ -5,8 +5,10 @@
 
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace lithmar::local {
 
@@ -22,6 +24,15 @@ public:
     void add(std::string method, std::string_view pathPattern, Fault fault, int times);
     // The fault for this request, or Fault::Kind::Answer without pause.
     Fault take(std::string_view method, std::string_view path);
+
+    // The next `times` connections get `bytes` instead of any TLS handshake
+    // or HTTP, then are closed. Throws std::invalid_argument for `times`
+    // below 1.
+    void addRawConnections(std::string bytes, int times);
+    // The bytes for the connection just accepted, if it is scripted.
+    std::optional<std::string> takeRawConnection();
+
+    // Forgets the faults of requests and of connections.
     void clear();
 
 private:
@@ -34,6 +45,7 @@ private:
 
     std::mutex m_mutex;
     std::deque<Entry> m_entries;
+    std::deque<std::pair<std::string, int>> m_rawConnections; // bytes, connections left
 };
 
 } // namespace lithmar::local

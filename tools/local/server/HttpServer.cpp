@@ -47,7 +47,7 @@ std::string HttpServer::baseUrl() const
 {
     const std::string& address = m_context->options.address;
     const std::string host = address.find(':') == std::string::npos ? address : "[" + address + "]";
-    return "http://" + host + ":" + std::to_string(port());
+    return (m_context->options.tls ? "https://" : "http://") + host + ":" + std::to_string(port());
 }
 
 void HttpServer::route(std::string method, std::string_view pattern, Handler handler)
@@ -63,6 +63,16 @@ void HttpServer::storeParts(std::string method, std::string_view pattern, PartSi
 void HttpServer::script(std::string method, std::string_view pathPattern, Fault fault, int times)
 {
     m_context->faults.add(std::move(method), pathPattern, std::move(fault), times);
+}
+
+void HttpServer::webSocket(std::string_view pattern, WebSocketHandler handler)
+{
+    m_context->router.addWebSocket(pattern, std::move(handler));
+}
+
+void HttpServer::scriptRawConnections(std::string bytes, int times)
+{
+    m_context->faults.addRawConnections(std::move(bytes), times);
 }
 
 void HttpServer::clearScript()

@@ -6,6 +6,7 @@
 #include <tools/local/server/RecordedRequest.h>
 #include <tools/local/server/Response.h>
 #include <tools/local/server/ServerOptions.h>
+#include <tools/local/server/WebSocket.h>
 
 #include <chrono>
 #include <cstddef>
@@ -33,6 +34,8 @@ class Runtime;
 // kept (see RecordedRequest). Connections are kept alive unless the client
 // or the answer says otherwise; Expect: 100-continue is honoured. Malformed
 // requests get 400 (431 for an oversized head) and the connection closes.
+// With ServerOptions::tls, all of it runs over TLS. WebSocket routes upgrade
+// connections to sessions (see WebSocketHandler).
 //
 // Each request is answered by the first matching route, unless a scripted
 // fault intervenes. Every request is recorded for the test to inspect.
@@ -61,13 +64,20 @@ public:
 
     // The port listened on (known once started).
     std::uint16_t port() const;
-    // "http://127.0.0.1:<port>"
+    // "http://127.0.0.1:<port>", or "https://..." with TLS on.
     std::string baseUrl() const;
 
     // Requests for `pattern` (see PathPattern) with this `method` ("*" for
     // any) are answered by `handler`; the first route added wins. Routes may
     // be added while the server runs.
     void route(std::string method, std::string_view pattern, Handler handler);
+
+    // A GET of `pattern` with a WebSocket upgrade opens a session run by
+    // `handler` (ws://, or wss:// with TLS on); a GET without the upgrade is
+    // answered 426. Other methods go to the HTTP routes. Scripted request
+    // faults apply to the upgrade request like to any other. stop() closes
+    // every session (onClose is called for each).
+    void webSocket(std::string_view pattern, WebSocketHandler handler);
 
     // Parts of multipart requests matching `method` and `pattern` go to the
     // sinks that `factory` chooses, as they stream in (see PartSink). Its
@@ -78,6 +88,11 @@ public:
     // `fault` (FaultScript::kForever: all of them). Scripted faults are used
     // in the order they were scripted, one per request.
     void script(std::string method, std::string_view pathPattern, Fault fault, int times = 1);
+    // The next `times` connections accepted get `bytes` written at once,
+    // before any TLS handshake or HTTP, and are closed: an HTTP client reads
+    // an invalid status line, a TLS client sees its handshake fail.
+    void scriptRawConnections(std::string bytes, int times = 1);
+    // Forgets the faults scripted for requests and connections.
     void clearScript();
 
     // Every request received so far, in the order they were complete (or cut

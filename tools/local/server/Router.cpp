@@ -44,6 +44,28 @@ Handler Router::resolve(RecordedRequest& request) const
     };
 }
 
+void Router::addWebSocket(std::string_view pattern, WebSocketHandler handler)
+{
+    WebSocketRoute route{PathPattern(pattern), std::make_shared<const WebSocketHandler>(std::move(handler))};
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_webSocketRoutes.push_back(std::move(route));
+}
+
+std::shared_ptr<const WebSocketHandler> Router::resolveWebSocket(RecordedRequest& request) const
+{
+    if (request.method != "GET") {
+        return nullptr;
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const WebSocketRoute& route : m_webSocketRoutes) {
+        if (auto params = route.pattern.match(request.path)) {
+            request.params = std::move(*params);
+            return route.handler;
+        }
+    }
+    return nullptr;
+}
+
 void Router::addPartSinks(std::string method, std::string_view pattern, PartSinkFactory factory)
 {
     SinkRoute route{std::move(method), PathPattern(pattern), std::move(factory)};

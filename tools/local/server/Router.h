@@ -3,7 +3,9 @@
 #include <tools/local/server/PartSink.h>
 #include <tools/local/server/PathPattern.h>
 #include <tools/local/server/Response.h>
+#include <tools/local/server/WebSocket.h>
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -28,6 +30,13 @@ public:
     // the request, parameters included, before the handler takes its time.
     Handler resolve(RecordedRequest& request) const;
 
+    // WebSocket routes are a table of their own, looked at first for GET
+    // requests only: other methods on their paths go to the HTTP routes.
+    void addWebSocket(std::string_view pattern, WebSocketHandler handler);
+    // The handler of the first WebSocket route matching a GET, with its path
+    // parameters stored in `request.params`; null when none matches.
+    std::shared_ptr<const WebSocketHandler> resolveWebSocket(RecordedRequest& request) const;
+
     // Parts of multipart requests for `method` and `pattern` may go to the
     // sinks that `factory` chooses (see PartSink).
     void addPartSinks(std::string method, std::string_view pattern, PartSinkFactory factory);
@@ -45,6 +54,11 @@ private:
         Handler handler;
     };
 
+    struct WebSocketRoute {
+        PathPattern pattern;
+        std::shared_ptr<const WebSocketHandler> handler;
+    };
+
     struct SinkRoute {
         std::string method;
         PathPattern pattern;
@@ -53,6 +67,7 @@ private:
 
     mutable std::mutex m_mutex;
     std::vector<Route> m_routes;
+    std::vector<WebSocketRoute> m_webSocketRoutes;
     std::vector<SinkRoute> m_sinkRoutes;
 };
 

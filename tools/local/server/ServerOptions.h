@@ -1,7 +1,10 @@
 #pragma once
 
+#include <boost/asio/ssl/context.hpp>
+
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace lithmar::local {
@@ -25,6 +28,11 @@ struct ServerOptions {
     std::size_t maxHeaderBytes = 64 * 1024;
     // When not empty, a file receiving one line per request (see AccessLog).
     std::string requestLogFile;
+    // When set, the server speaks HTTPS (and wss): every connection starts
+    // with a TLS handshake using this context (certificate and key loaded),
+    // then carries the same HTTP. A failed handshake closes that connection
+    // only, and is logged to stderr.
+    std::shared_ptr<boost::asio::ssl::context> tls;
 };
 
 } // namespace lithmar::local

@@ -1,15 +1,20 @@
 #include <tools/local/server/detail/Connection.h>
 
 #include <tools/local/server/AsciiText.h>
+#include <tools/local/server/detail/WebSocketConnection.h>
 
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/write.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
 
 #include <algorithm>
+#include <exception>
 #include <filesystem>
+#include <iostream>
 #include <limits>
 #include <string_view>
+#include <type_traits>
 
 namespace lithmar::local::detail {
 namespace {
@@ -17,6 +22,7 @@ namespace {
 namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
+namespace websocket = beast::websocket;
 using tcp = asio::ip::tcp;
 
 // Reads this large keep the cost per byte of big uploads low: one system call
@@ -31,6 +37,11 @@ constexpr std::size_t kReadSize = 1 << 20;
 constexpr std::chrono::seconds kLingerTime{2};
 constexpr std::size_t kMaxLingerBytes = 64 << 20;
 constexpr std::size_t kLingerReadSize = 64 << 10;
+
+// A client that connects and never completes its TLS handshake.
+constexpr std::chrono::seconds kHandshakeTime{30};
+
+template <class Stream> constexpr bool kIsTls = std::is_same_v<Stream, TlsStream>;
 
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
@@ -66,23 +77,55 @@ bool isFramingHeader(const Header& header)
 
 } // namespace
 
-Connection::Connection(tcp::socket socket, ServerContext& context, std::uint64_t serial)
-    : m_stream(std::move(socket)),
-      m_context(context),
-      m_serial(serial),
-      m_localAddress(endpointText(m_stream.socket(), true)),
-      m_remoteAddress(endpointText(m_stream.socket(), false)),
-      m_pause(m_stream.get_executor())
+template <class Stream>
+Connection<Stream>::Connection(Stream stream, ServerContext& context, std::uint64_t serial)
+    : m_stream(std::move(stream)), m_context(context), m_serial(serial),
+      m_localAddress(endpointText(beast::get_lowest_layer(m_stream).socket(), true)),
+      m_remoteAddress(endpointText(beast::get_lowest_layer(m_stream).socket(), false)), m_pause(m_stream.get_executor())
 {
 }
 
-void Connection::start()
+template <class Stream> void Connection<Stream>::start()
 {
     // Onto the connection's thread before touching the socket.
-    asio::dispatch(m_stream.get_executor(), [self = shared_from_this()] { self->readRequest(); });
+    asio::dispatch(m_stream.get_executor(), [self = this->shared_from_this()] {
+        if constexpr (kIsTls<Stream>) {
+            beast::get_lowest_layer(self->m_stream).expires_after(kHandshakeTime);
+            self->m_stream.async_handshake(asio::ssl::stream_base::server,
+                                           [self](beast::error_code error) { self->onHandshake(error); });
+        } else {
+            self->readRequest();
+        }
+    });
 }
 
-void Connection::readRequest()
+template <class Stream> void Connection<Stream>::onHandshake(beast::error_code error)
+{
+    if (error) {
+        std::cerr << "lithmar-local: TLS handshake with " << m_remoteAddress << " failed: " << error.message() << '\n';
+        closeNow();
+        return;
+    }
+    beast::get_lowest_layer(m_stream).expires_never();
+    readRequest();
+}
+
+template <class Stream> void Connection<Stream>::startWithRawBytes(std::string bytes)
+{
+    m_outgoing = std::move(bytes);
+    asio::dispatch(m_stream.get_executor(), [self = this->shared_from_this()] {
+        // Straight onto the socket, under any TLS.
+        asio::async_write(self->socket(), asio::buffer(self->m_outgoing),
+                          [self](beast::error_code, std::size_t) { self->closeGracefully(); });
+    });
+}
+
+template <class Stream> tcp::socket& Connection<Stream>::socket()
+{
+    return beast::get_lowest_layer(m_stream).socket();
+}
+
+template <class Stream> void Connection<Stream>::readRequest()
 {
     m_recorder.reset();
     m_request = RecordedRequest{};
@@ -103,9 +146,9 @@ namespace {
 // Reading the next piece of a request continues the current chain of work;
 // telling Asio so lets the thread that read one piece go on with the next
 // instead of handing it to another thread.
-struct ContinueReading {
-    std::shared_ptr<Connection> connection;
-    void (Connection::*onRead)(beast::error_code, std::size_t);
+template <class Reader> struct ContinueReading {
+    std::shared_ptr<Reader> connection;
+    void (Reader::*onRead)(beast::error_code, std::size_t);
 
     void operator()(beast::error_code error, std::size_t size) { ((*connection).*onRead)(error, size); }
 
@@ -114,12 +157,13 @@ struct ContinueReading {
 
 } // namespace
 
-void Connection::readMore()
+template <class Stream> void Connection<Stream>::readMore()
 {
-    m_stream.async_read_some(m_buffer.prepare(kReadSize), ContinueReading{shared_from_this(), &Connection::onRead});
+    m_stream.async_read_some(m_buffer.prepare(kReadSize),
+                             ContinueReading<Connection>{this->shared_from_this(), &Connection::onRead});
 }
 
-void Connection::onRead(beast::error_code error, std::size_t size)
+template <class Stream> void Connection<Stream>::onRead(beast::error_code error, std::size_t size)
 {
     if (error) {
         // Between requests this is the client closing its connection; inside
@@ -134,7 +178,7 @@ void Connection::onRead(beast::error_code error, std::size_t size)
     parseBuffered();
 }
 
-void Connection::parseBuffered()
+template <class Stream> void Connection<Stream>::parseBuffered()
 {
     for (;;) {
         if (m_headerDone && m_parser->is_done()) {
@@ -163,7 +207,7 @@ void Connection::parseBuffered()
     readMore();
 }
 
-void Connection::onHeader()
+template <class Stream> void Connection<Stream>::onHeader()
 {
     const auto& message = m_parser->get();
     m_request.method = toString(message.method_string());
@@ -188,12 +232,15 @@ void Connection::onHeader()
         closeBeforeBody();
         return;
     }
+    if (m_fault.kind == Fault::Kind::CloseAfterBodyBytes) {
+        m_parser->get().body().cutOffAfter = m_fault.bodyBytes;
+    }
     const bool bodyFollows = !m_parser->is_done();
     if (bodyFollows && equalsIgnoringCase(trimmed(m_request.header("Expect")), "100-continue")) {
         // The client holds the body back until it hears from us (curl waits a
         // second, then sends anyway).
         asio::async_write(m_stream, asio::buffer(kContinue.data(), kContinue.size()),
-                          [self = shared_from_this()](beast::error_code error, std::size_t) {
+                          [self = this->shared_from_this()](beast::error_code error, std::size_t) {
                               if (error) {
                                   self->recordCutOff("connection lost (" + error.message() + ")");
                                   self->closeNow();
@@ -206,19 +253,22 @@ void Connection::onHeader()
     parseBuffered();
 }
 
-void Connection::onRequestComplete()
+template <class Stream> void Connection<Stream>::onRequestComplete()
 {
     m_recorder->finish(true);
     m_parser->get().body().recorder = nullptr;
     m_recorder.reset();
-    m_handler = m_context.router.resolve(m_request);
+    m_webSocket = m_context.router.resolveWebSocket(m_request);
+    if (!m_webSocket) {
+        m_handler = m_context.router.resolve(m_request);
+    }
     // Logged before any pause and before the handler, so that a test sees
     // the request while the server stalls.
     m_context.requests.add(m_request);
-    afterPause(&Connection::carryOutFault);
+    afterPause(&Connection<Stream>::carryOutFault);
 }
 
-void Connection::recordCutOff(std::string_view outcome)
+template <class Stream> void Connection<Stream>::recordCutOff(std::string_view outcome)
 {
     if (!m_recorder) {
         return;
@@ -231,47 +281,51 @@ void Connection::recordCutOff(std::string_view outcome)
     logOutcome(outcome);
 }
 
-void Connection::logOutcome(std::string_view outcome)
+template <class Stream> void Connection<Stream>::logOutcome(std::string_view outcome)
 {
     if (m_context.accessLog) {
         m_context.accessLog->write(m_request, outcome);
     }
 }
 
-void Connection::afterPause(void (Connection::*next)())
+template <class Stream> void Connection<Stream>::afterPause(void (Connection<Stream>::*next)())
 {
     if (m_fault.pause.count() <= 0) {
         (this->*next)();
         return;
     }
     m_pause.expires_after(m_fault.pause);
-    m_pause.async_wait([self = shared_from_this(), next](beast::error_code error) {
+    m_pause.async_wait([self = this->shared_from_this(), next](beast::error_code error) {
         if (!error) {
             (self.get()->*next)();
         }
     });
 }
 
-void Connection::closeBeforeBody()
+template <class Stream> void Connection<Stream>::closeBeforeBody()
 {
     recordCutOff("closed before reading the body (scripted)");
-    afterPause(&Connection::closeNow);
+    afterPause(&Connection<Stream>::closeNow);
 }
 
-void Connection::carryOutFault()
+template <class Stream> void Connection<Stream>::carryOutFault()
 {
     switch (m_fault.kind) {
-    case Fault::Kind::Answer: {
-        Response response = Router::run(m_handler, m_request);
-        discardStoredParts();
-        sendResponse(std::move(response));
+    case Fault::Kind::Answer:
+        if (m_webSocket) {
+            answerWebSocket();
+        } else {
+            Response response = Router::run(m_handler, m_request);
+            discardStoredParts();
+            sendResponse(std::move(response));
+        }
         return;
-    }
     case Fault::Kind::Respond:
         discardStoredParts();
         sendResponse(m_fault.response);
         return;
     case Fault::Kind::CloseWithoutAnswer:
+    case Fault::Kind::CloseAfterBodyBytes: // the body was shorter than the cut
         discardStoredParts();
         logOutcome("closed without an answer (scripted)");
         closeNow();
@@ -280,11 +334,39 @@ void Connection::carryOutFault()
         discardStoredParts();
         sendBytesThenClose(m_fault.bytes);
         return;
-    case Fault::Kind::CloseBeforeReadingBody: return; // carried out at the header
+    case Fault::Kind::CloseBeforeReadingBody:
+        return; // carried out at the header
     }
 }
 
-void Connection::discardStoredParts()
+template <class Stream> void Connection<Stream>::answerWebSocket()
+{
+    if (!websocket::is_upgrade(m_parser->get())) {
+        Response response = Response::error(426, m_request.path + " takes WebSocket connections only");
+        response.headers.push_back({"Upgrade", "websocket"});
+        sendResponse(std::move(response));
+        return;
+    }
+    if (m_webSocket->accept) {
+        std::optional<Response> refusal;
+        try {
+            refusal = m_webSocket->accept(m_request);
+        } catch (const std::exception& e) {
+            refusal = Response::error(500, "WebSocket accept handler for " + m_request.path + " failed: " + e.what());
+        }
+        if (refusal) {
+            sendResponse(std::move(*refusal));
+            return;
+        }
+    }
+    logOutcome("101 (WebSocket)");
+    typename WebSocketConnection<Stream>::Upgrade upgrade(std::move(m_parser->get().base()));
+    const auto webSocket = std::make_shared<WebSocketConnection<Stream>>(std::move(m_stream), m_context, *m_webSocket,
+                                                                         m_request, std::move(upgrade));
+    webSocket->start();
+}
+
+template <class Stream> void Connection<Stream>::discardStoredParts()
 {
     for (const FormPart& part : m_request.parts) {
         if (!part.storedAt.empty()) {
@@ -294,11 +376,11 @@ void Connection::discardStoredParts()
     }
 }
 
-void Connection::sendResponse(Response response)
+template <class Stream> void Connection<Stream>::sendResponse(Response response)
 {
     if (response.status < 100 || response.status > 999) {
-        response = Response::error(500, "the handler answered with the invalid status " +
-                                            std::to_string(response.status));
+        response =
+            Response::error(500, "the handler answered with the invalid status " + std::to_string(response.status));
     }
     const bool keepAlive = m_headerDone && m_parser->get().keep_alive() && !asksToClose(response.headers);
     m_response = {};
@@ -323,7 +405,7 @@ void Connection::sendResponse(Response response)
     m_response.keep_alive(keepAlive);
     logOutcome(std::to_string(response.status));
     http::async_write(m_stream, m_response,
-                      [self = shared_from_this(), keepAlive](beast::error_code error, std::size_t) {
+                      [self = this->shared_from_this(), keepAlive](beast::error_code error, std::size_t) {
                           if (error) {
                               self->closeNow();
                           } else if (keepAlive) {
@@ -334,54 +416,67 @@ void Connection::sendResponse(Response response)
                       });
 }
 
-void Connection::sendBytesThenClose(std::string bytes)
+template <class Stream> void Connection<Stream>::sendBytesThenClose(std::string bytes)
 {
     logOutcome("sent " + std::to_string(bytes.size()) + " raw bytes and closed (scripted)");
     m_outgoing = std::move(bytes);
     asio::async_write(m_stream, asio::buffer(m_outgoing),
-                      [self = shared_from_this()](beast::error_code, std::size_t) { self->closeGracefully(); });
+                      [self = this->shared_from_this()](beast::error_code, std::size_t) { self->closeGracefully(); });
 }
 
-void Connection::rejectMalformed(beast::error_code error)
+template <class Stream> void Connection<Stream>::rejectMalformed(beast::error_code error)
 {
+    if (m_fault.kind == Fault::Kind::CloseAfterBodyBytes && error == http::error::body_limit) {
+        recordCutOff("closed after " + std::to_string(m_fault.bodyBytes) + " body bytes (scripted)");
+        afterPause(&Connection<Stream>::closeNow);
+        return;
+    }
     const bool headTooLarge = error == http::error::header_limit;
     const int status = headTooLarge ? 431 : 400;
     if (m_headerDone) {
         recordCutOff(std::to_string(status) + " (" + error.message() + ")");
     }
-    Response response = headTooLarge ? Response::error(status, "the request head exceeds " +
-                                                                   std::to_string(m_context.options.maxHeaderBytes) +
-                                                                   " bytes")
-                                     : Response::error(status, "malformed request: " + error.message());
+    Response response = headTooLarge
+                            ? Response::error(status, "the request head exceeds " +
+                                                          std::to_string(m_context.options.maxHeaderBytes) + " bytes")
+                            : Response::error(status, "malformed request: " + error.message());
     response.headers.push_back({"Connection", "close"});
     sendResponse(std::move(response));
 }
 
-void Connection::closeGracefully()
+template <class Stream> void Connection<Stream>::closeGracefully()
 {
-    beast::error_code ignored;
-    m_stream.socket().shutdown(tcp::socket::shutdown_send, ignored);
-    m_stream.expires_after(kLingerTime);
-    drain(0);
+    beast::get_lowest_layer(m_stream).expires_after(kLingerTime);
+    if constexpr (kIsTls<Stream>) {
+        // Sends close_notify and waits (a while) for the client's.
+        m_stream.async_shutdown([self = this->shared_from_this()](beast::error_code) { self->closeNow(); });
+    } else {
+        beast::error_code ignored;
+        socket().shutdown(tcp::socket::shutdown_send, ignored);
+        drain(0);
+    }
 }
 
-void Connection::drain(std::size_t drainedSoFar)
+template <class Stream> void Connection<Stream>::drain(std::size_t drainedSoFar)
 {
-    m_stream.async_read_some(m_buffer.prepare(kLingerReadSize),
-                             [self = shared_from_this(), drainedSoFar](beast::error_code error, std::size_t size) {
-                                 if (error || drainedSoFar + size > kMaxLingerBytes) {
-                                     self->closeNow();
-                                     return;
-                                 }
-                                 self->drain(drainedSoFar + size);
-                             });
+    m_stream.async_read_some(m_buffer.prepare(kLingerReadSize), [self = this->shared_from_this(), drainedSoFar](
+                                                                    beast::error_code error, std::size_t size) {
+        if (error || drainedSoFar + size > kMaxLingerBytes) {
+            self->closeNow();
+            return;
+        }
+        self->drain(drainedSoFar + size);
+    });
 }
 
-void Connection::closeNow()
+template <class Stream> void Connection<Stream>::closeNow()
 {
     beast::error_code ignored;
-    m_stream.socket().shutdown(tcp::socket::shutdown_both, ignored);
-    m_stream.close();
+    socket().shutdown(tcp::socket::shutdown_both, ignored);
+    beast::get_lowest_layer(m_stream).close();
 }
+
+template class Connection<PlainStream>;
+template class Connection<TlsStream>;
 
 } // namespace lithmar::local::detail

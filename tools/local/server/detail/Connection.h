@@ -4,13 +4,13 @@
 #include <tools/local/server/Fault.h>
 #include <tools/local/server/detail/ServerContext.h>
 #include <tools/local/server/detail/StreamedBody.h>
+#include <tools/local/server/detail/Streams.h>
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/message.hpp>
+#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 
 #include <cstdint>
@@ -25,15 +25,24 @@ namespace lithmar::local::detail {
 // the router. Every step is an asynchronous operation on the io_context of
 // the connection's thread; the object lives as long as one of them is
 // pending, so destroying the io_context ends its connections at once.
-class Connection : public std::enable_shared_from_this<Connection> {
+//
+// `Stream` is PlainStream or TlsStream; a TLS connection starts with the
+// handshake. A GET on a WebSocket route hands the stream over to a
+// WebSocketConnection once the upgrade is accepted.
+template <class Stream> class Connection : public std::enable_shared_from_this<Connection<Stream>> {
 public:
-    Connection(boost::asio::ip::tcp::socket socket, ServerContext& context, std::uint64_t serial);
+    Connection(Stream stream, ServerContext& context, std::uint64_t serial);
 
     void start();
+    // Sends `bytes` before anything else (TLS handshake included), then
+    // closes: a connection scripted to be broken from its first byte.
+    void startWithRawBytes(std::string bytes);
 
 private:
     using RequestParser = boost::beast::http::request_parser<StreamedBody>;
 
+    boost::asio::ip::tcp::socket& socket();
+    void onHandshake(boost::beast::error_code error);
     void readRequest();
     void readMore();
     void onRead(boost::beast::error_code error, std::size_t size);
@@ -44,6 +53,7 @@ private:
     void logOutcome(std::string_view outcome);
     void afterPause(void (Connection::*next)());
     void carryOutFault();
+    void answerWebSocket();
     // Deletes the files of stored parts that the handler did not keep.
     void discardStoredParts();
     void closeBeforeBody();
@@ -54,7 +64,7 @@ private:
     void drain(std::size_t drainedSoFar);
     void closeNow();
 
-    boost::beast::tcp_stream m_stream;
+    Stream m_stream;
     ServerContext& m_context;
     const std::uint64_t m_serial;
     const std::string m_localAddress;
@@ -66,6 +76,7 @@ private:
     RecordedRequest m_request;
     std::optional<BodyRecorder> m_recorder;
     Handler m_handler;
+    std::shared_ptr<const WebSocketHandler> m_webSocket;
     Fault m_fault;
     boost::asio::steady_timer m_pause;
 

@@ -28,9 +28,7 @@ void check(const boost::system::error_code& error, const char* step, const tcp::
 
 Listener::Listener(asio::io_context& acceptContext, std::vector<asio::io_context*> connectionContexts,
                    const tcp::endpoint& endpoint, ServerContext& context)
-    : m_connectionContexts(std::move(connectionContexts)),
-      m_acceptor(acceptContext),
-      m_retryTimer(acceptContext),
+    : m_connectionContexts(std::move(connectionContexts)), m_acceptor(acceptContext), m_retryTimer(acceptContext),
       m_context(context)
 {
     boost::system::error_code error;
@@ -56,6 +54,20 @@ std::uint16_t Listener::port() const
     return m_acceptor.local_endpoint().port();
 }
 
+void Listener::startConnection(tcp::socket socket)
+{
+    const std::uint64_t serial = ++m_context.acceptedConnections;
+    if (auto rawBytes = m_context.faults.takeRawConnection()) {
+        std::make_shared<Connection<PlainStream>>(PlainStream(std::move(socket)), m_context, serial)
+            ->startWithRawBytes(std::move(*rawBytes));
+    } else if (m_context.options.tls) {
+        std::make_shared<Connection<TlsStream>>(TlsStream(std::move(socket), *m_context.options.tls), m_context, serial)
+            ->start();
+    } else {
+        std::make_shared<Connection<PlainStream>>(PlainStream(std::move(socket)), m_context, serial)->start();
+    }
+}
+
 void Listener::acceptNext()
 {
     asio::io_context& connectionContext = *m_connectionContexts[m_nextContext];
@@ -71,8 +83,7 @@ void Listener::acceptNext()
                 self->m_retryTimer.async_wait([self](boost::system::error_code) { self->acceptNext(); });
                 return;
             }
-            const std::uint64_t serial = ++self->m_context.acceptedConnections;
-            std::make_shared<Connection>(std::move(socket), self->m_context, serial)->start();
+            self->startConnection(std::move(socket));
             self->acceptNext();
         });
 }

@@ -29,6 +29,7 @@ public:
 
 private:
     void acceptNext();
+    void startConnection(boost::asio::ip::tcp::socket socket);
 
     const std::vector<boost::asio::io_context*> m_connectionContexts;
     std::size_t m_nextContext = 0; // only touched by the listener's own thread

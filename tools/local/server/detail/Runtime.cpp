@@ -22,7 +22,7 @@ boost::asio::ip::address listenAddress(const std::string& text)
 
 } // namespace
 
-Runtime::Runtime(ServerContext& context, std::uint16_t port)
+Runtime::Runtime(ServerContext& context, std::uint16_t port) : m_context(context)
 {
     // One more io_context than connection threads: the first only accepts.
     const std::size_t threads = std::max<std::size_t>(context.options.threads, 1) + 1;
@@ -51,6 +51,9 @@ Runtime::~Runtime()
     for (std::thread& thread : m_threads) {
         thread.join();
     }
+    // From here on, a WebSocket session's send() no longer reaches the
+    // io_contexts about to be destroyed.
+    m_context.webSockets.detachAll();
     // The listener and the connections go with the io_contexts' pending
     // operations, which they destroy last.
     m_listener.reset();

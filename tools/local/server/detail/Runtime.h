@@ -40,6 +40,7 @@ private:
 
     static void runLoop(boost::asio::io_context& io);
 
+    ServerContext& m_context;
     std::vector<std::unique_ptr<boost::asio::io_context>> m_contexts;
     // Keeps the threads of io_contexts without connections running.
     std::vector<WorkGuard> m_idleGuards;

@@ -5,6 +5,7 @@
 #include <tools/local/server/RequestLog.h>
 #include <tools/local/server/Router.h>
 #include <tools/local/server/ServerOptions.h>
+#include <tools/local/server/detail/WebSocketChannel.h>
 
 #include <atomic>
 #include <cstdint>
@@ -26,6 +27,7 @@ struct ServerContext {
     FaultScript faults;
     RequestLog requests;
     const std::unique_ptr<AccessLog> accessLog;
+    WebSocketSessions webSockets;
     std::atomic<std::uint64_t> acceptedConnections{0};
 };
 

@@ -4,10 +4,13 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/core/error.hpp>
+#include <boost/beast/http/error.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/optional.hpp>
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 
 namespace lithmar::local::detail {
 
@@ -17,6 +20,10 @@ namespace lithmar::local::detail {
 struct StreamedBody {
     struct value_type {
         BodyRecorder* recorder = nullptr; // set once the request headers are in
+        // The reader stops with http::error::body_limit after this many
+        // bytes: a connection scripted to drop mid-body. (The parser's own
+        // body limit is off, so the error means only this.)
+        std::uint64_t cutOffAfter = std::numeric_limits<std::uint64_t>::max();
     };
 
     class reader {
@@ -35,8 +42,15 @@ struct StreamedBody {
             for (auto it = boost::asio::buffer_sequence_begin(buffers); it != boost::asio::buffer_sequence_end(buffers);
                  ++it) {
                 const boost::asio::const_buffer buffer = *it;
-                m_body.recorder->consume({static_cast<const char*>(buffer.data()), buffer.size()});
-                used += buffer.size();
+                const std::size_t taken =
+                    static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), m_body.cutOffAfter - m_read));
+                m_body.recorder->consume({static_cast<const char*>(buffer.data()), taken});
+                used += taken;
+                m_read += taken;
+                if (taken < buffer.size()) {
+                    ec = boost::beast::http::error::body_limit;
+                    return used;
+                }
             }
             ec = {};
             return used;
@@ -46,6 +60,7 @@ struct StreamedBody {
 
     private:
         value_type& m_body;
+        std::uint64_t m_read = 0;
     };
 };
 

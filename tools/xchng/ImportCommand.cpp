@@ -1,0 +1,204 @@
+#include "ImportCommand.h"
+
+#include "Table.h"
+#include "UploadCommands.h"
+#include "WaitIndicator.h"
+
+#include <lithmar/runtime/Utf8.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+
+namespace lithmar::xchng {
+namespace {
+
+namespace lithmar = com::vantorel::lithmar;
+namespace model = lithmar::exploration::model;
+using lithmar::fromUtf8;
+using lithmar::toUtf8;
+using lithmar::exploration::api::DataExchangeApi;
+
+using AnyResult = std::shared_ptr<lithmar::ModelBase>;
+
+struct CheckedIn {
+    std::wstring sessionId;
+    std::vector<std::wstring> streamIds;
+    std::vector<std::shared_ptr<model::FcsReceipt>> receipts;
+};
+
+struct UploadKind {
+    const char* name;
+    const char* what; // for messages: "the boreholes import"
+    std::function<pplx::task<AnyResult>(DataExchangeApi&, const UploadRequest&, const CheckedIn&)> send;
+};
+
+template <typename Command> std::shared_ptr<Command> commandFor(const UploadRequest& request, const CheckedIn& files)
+{
+    auto command = std::make_shared<Command>();
+    command->setSessionId(files.sessionId);
+    command->setSiteId(fromUtf8(request.siteId));
+    command->setImportType(fromUtf8(request.importType.empty() ? "CREATE" : request.importType));
+    return command;
+}
+
+std::wstring nameOf(const UploadRequest& request)
+{
+    return fromUtf8(request.name.empty() ? std::filesystem::path(request.files.front()).stem().string() : request.name);
+}
+
+// The imports of one or more files into a new named object.
+template <typename Command>
+std::shared_ptr<Command> namedCommandFor(const UploadRequest& request, const CheckedIn& files)
+{
+    auto command = commandFor<Command>(request, files);
+    command->getFcsStreamIds() = files.streamIds;
+    command->setName(nameOf(request));
+    if (!request.crs.empty()) {
+        command->setCrs(fromUtf8(request.crs));
+    }
+    return command;
+}
+
+template <typename Result> pplx::task<AnyResult> asAny(pplx::task<std::shared_ptr<Result>> task)
+{
+    return task.then([](std::shared_ptr<Result> result) { return AnyResult(std::move(result)); });
+}
+
+const std::vector<UploadKind>& kinds()
+{
+    static const std::vector<UploadKind> table{
+        {"boreholes", "the boreholes import",
+         [](DataExchangeApi& api, const UploadRequest& request, const CheckedIn& files) {
+             auto command = commandFor<model::BoreholeUploadCommand>(request, files);
+             command->getFcsStreamIds() = files.streamIds;
+             if (!request.crs.empty()) {
+                 command->setCrs(fromUtf8(request.crs));
+             }
+             return asAny(api.uploadBoreholes(command));
+         }},
+        {"intervals", "the interval set import",
+         [](DataExchangeApi& api, const UploadRequest& request, const CheckedIn& files) {
+             auto command = commandFor<model::BoreholeIntervalSetUploadCommand>(request, files);
+             command->setFcsStreamId(files.streamIds.front());
+             command->setName(nameOf(request));
+             return asAny(api.uploadBoreholeIntervalSet(command));
+         }},
+        {"observations", "the field observation import",
+         [](DataExchangeApi& api, const UploadRequest& request, const CheckedIn& files) {
+             return asAny(
+                 api.uploadFieldObservation(namedCommandFor<model::FieldObservationUploadCommand>(request, files)));
+         }},
+        {"geo", "the geological object import",
+         [](DataExchangeApi& api, const UploadRequest& request, const CheckedIn& files) {
+             return asAny(api.uploadGeo(namedCommandFor<model::GeoUploadCommand>(request, files)));
+         }},
+        {"terrain", "the terrain import",
+         [](DataExchangeApi& api, const UploadRequest& request, const CheckedIn& files) {
+             return asAny(api.uploadTerrain(namedCommandFor<model::TerrainUploadCommand>(request, files)));
+         }},
+    };
+    return table;
+}
+
+const UploadKind& kindNamed(const std::string& name)
+{
+    const auto& table = kinds();
+    const auto kind = std::find_if(table.begin(), table.end(), [&](const UploadKind& k) { return name == k.name; });
+    if (kind == table.end()) {
+        throw std::invalid_argument("no upload of kind \"" + name + "\"");
+    }
+    return *kind;
+}
+
+void checkFiles(const UploadRequest& request)
+{
+    if (request.files.empty()) {
+        throw std::invalid_argument("name at least one file to upload");
+    }
+    if (request.kind == "intervals" && request.files.size() != 1) {
+        throw std::invalid_argument("an interval set is imported from exactly one file; upload each file by itself");
+    }
+    for (const auto& file : request.files) {
+        if (!std::filesystem::is_regular_file(file)) {
+            throw std::invalid_argument("cannot read \"" + file + "\": no such file");
+        }
+    }
+}
+
+// Opens the upload session and checks the files in, with progress on `err`.
+CheckedIn checkIn(DataExchangeApi& api, const std::vector<std::string>& paths, std::ostream& err, bool terminal)
+{
+    const auto checkedIn = checkInFiles(api, paths, err, terminal);
+    CheckedIn files;
+    files.sessionId = checkedIn.session->getSessionId();
+    for (const auto& slot : checkedIn.session->getFcsFiles()) {
+        files.streamIds.push_back(slot->getFcsStreamId());
+    }
+    files.receipts = checkedIn.receipts;
+    return files;
+}
+
+void printResult(const AnyResult& result, Output output)
+{
+    const web::json::value json = result->toJson();
+    if (output.json) {
+        output.out << json.serialize() << '\n';
+        return;
+    }
+    Table fields({"FIELD", "VALUE"});
+    for (const auto& field : json.as_object()) {
+        fields.add({field.first, field.second.is_string() ? field.second.as_string() : field.second.serialize()});
+    }
+    fields.print(output.out);
+}
+
+} // namespace
+
+const std::vector<std::string>& uploadKinds()
+{
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> list;
+        for (const auto& kind : kinds()) {
+            list.emplace_back(kind.name);
+        }
+        return list;
+    }();
+    return names;
+}
+
+void upload(DataExchangeApi& api, const UploadRequest& request, Output output, std::ostream& err, bool terminal)
+{
+    const UploadKind& kind = kindNamed(request.kind);
+    checkFiles(request);
+    if (request.timeOutSeconds) {
+        api.setAsyncResponseTimeOut(*request.timeOutSeconds);
+    }
+
+    const CheckedIn files = checkIn(api, request.files, err, terminal);
+
+    auto pending = kind.send(api, request, files);
+    if (showWhileWaiting([&] { return pending.is_done(); }, kind.what + std::string("'s result"), err, terminal) ==
+        WaitEnd::Interrupted) {
+        // A negative time-out ends the wait at its next look, so the task
+        // settles within a second and nothing outlives the API object.
+        api.setAsyncResponseTimeOut(-1);
+        try {
+            pending.wait();
+        } catch (...) {
+            // However it ended, the user asked not to hear of it.
+        }
+        throw Interrupted{kind.what};
+    }
+    const AnyResult result = pending.get();
+
+    auto finish = std::make_shared<model::FinishUploadCommand>();
+    finish->setSessionId(files.sessionId);
+    finish->getFcsReceipts() = files.receipts;
+    api.finishUpload(finish).get();
+
+    printResult(result, output);
+}
+
+} // namespace lithmar::xchng

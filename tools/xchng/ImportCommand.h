@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Commands.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lithmar::xchng {
+
+// One import of local files into a site: the files are checked in to the
+// platform's file server, the import is asked for, and its result awaited.
+struct UploadRequest {
+    std::string kind; // one of uploadKinds()
+    std::vector<std::string> files;
+    std::string siteId;
+    std::string name;       // of the new object; "" for the first file's name without extension
+    std::string crs;        // of the data; "" leaves it to the service
+    std::string importType; // as the service words it, "CREATE" unless given
+    // Seconds to wait for the import's result (the API object's asynchronous
+    // response time-out); unset keeps the library's default.
+    std::optional<int> timeOutSeconds;
+};
+
+// The kinds of import, as the command line names them.
+const std::vector<std::string>& uploadKinds();
+
+// Starts an upload session, checks the files in, asks for the import, waits
+// for its result (a spinner on a terminal; Ctrl+C stops waiting), closes the
+// session and prints the result. Throws Interrupted when the user stopped
+// the wait, and what the library threw otherwise.
+void upload(com::vantorel::lithmar::exploration::api::DataExchangeApi& api, const UploadRequest& request, Output output,
+            std::ostream& err, bool terminal);
+
+// The user pressed Ctrl+C while xchng waited.
+struct Interrupted {
+    std::string what;
+};
+
+} // namespace lithmar::xchng
