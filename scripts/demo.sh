@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # The main job: sets up this machine, builds the tools, starts the local
-# platform and runs a short session against it with xchng, then stops it.
+# platform and runs a round trip against it with xchng: a new site, the
+# sample boreholes, terrain and geologic model uploaded and their imports'
+# results awaited, the site's tree, the model downloaded. Then stops it.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -32,11 +34,16 @@ xchng() {
   "$xchng_bin" --url "$url" "$@"
 }
 
-xchng sites create "Kestrel Ridge"
-xchng sites list
-demo_site=$("$xchng_bin" --url "$url" --json sites list | grep -o '"id":"[^"]*","name":"Demo site"' | cut -d'"' -f4)
-xchng sites show "$demo_site"
-xchng crs
-model=$("$xchng_bin" --url "$url" --json sites show "$demo_site" |
+data="$root/examples/data"
+site=$("$xchng_bin" --url "$url" --json sites create "Kestrel Ridge" | grep -o '"id":"[^"]*"' | head -n 1 | cut -d'"' -f4)
+echo
+echo "created site Kestrel Ridge [$site]"
+# Each upload checks its files in, asks for the import and waits for the
+# platform's job to send its result (polled from 127.0.0.1:8080).
+xchng upload boreholes "$data/collars.csv" "$data/surveys.csv" --site "$site" --timeout 120
+xchng upload terrain "$data/terrain.asc" --site "$site" --name "Valley terrain" --timeout 120
+xchng upload geo "$data/geologic-model.json" --site "$site" --name "Valley fill" --timeout 120
+xchng sites show "$site"
+model=$("$xchng_bin" --url "$url" --json sites show "$site" |
   grep -o '"type":"GeologicModel","id":"[^"]*"' | head -n 1 | cut -d'"' -f8)
 xchng download model "$model" --output "$root/out/demo-download"

@@ -101,6 +101,7 @@ int main(int argc, char** argv)
     const bench::ServerProcess platform([waits] {
         local::LocalPlatformOptions options;
         options.pollPort = 8080;
+        options.jobWorkers = 0;
         options.jobQueueCapacity = static_cast<std::size_t>(waits) + 10;
         static local::LocalPlatform served(options);
         served.server().route("POST", kPublishNext, [](const local::RecordedRequest&) { return publishNext(served); });

@@ -7,6 +7,7 @@
 
 #include "ApiTestServer.h"
 
+#include <lithmar/exchange/fcs/FcsService.h>
 #include <lithmar/exchange/notification/NotificationDispatcher.h>
 #include <lithmar/exchange/notification/NotificationTopic.h>
 #include <lithmar/exchange/notification/PendingResults.h>
@@ -53,15 +54,21 @@ sdk::ApiException failureOf(pplx::task<std::shared_ptr<model::UploadTerrainResul
 
 class UploadWaitPort8080 : public testing::Test {
 protected:
-    static local::LocalPlatformOptions options(std::size_t queueCapacity)
+    static local::LocalPlatformOptions options(std::size_t queueCapacity, std::size_t jobWorkers)
     {
         local::LocalPlatformOptions settings;
         settings.pollPort = 8080;
         settings.jobQueueCapacity = queueCapacity;
+        settings.jobWorkers = jobWorkers;
         return settings;
     }
 
-    explicit UploadWaitPort8080(std::size_t queueCapacity = 100) : platform(options(queueCapacity)) {}
+    // Without job workers the platform queues every job and leaves the
+    // results to the test.
+    explicit UploadWaitPort8080(std::size_t queueCapacity = 100, std::size_t jobWorkers = 0)
+        : platform(options(queueCapacity, jobWorkers))
+    {
+    }
 
     void SetUp() override
     {
@@ -196,6 +203,43 @@ TEST_F(UploadWaitPort8080, ANotificationFiledBeforeTheFirstAnswerIsFoundAtTheFir
     sdk::dispatchNotification(message.c_str());
     EXPECT_EQ(upload.get()->getResult(), L"IMPORTED early");
     EXPECT_FALSE(sdk::PendingResults().contains(L"job-early"));
+}
+
+class ImportRoundTripPort8080 : public UploadWaitPort8080 {
+protected:
+    ImportRoundTripPort8080() : UploadWaitPort8080(100, 2) {}
+};
+
+TEST_F(ImportRoundTripPort8080, TheJobRunnersResultCompletesTheUpload)
+{
+    // The sample boreholes, checked in for real and imported by the
+    // platform's job runner into a new site.
+    auto exchange = exchangeFor();
+    auto site = std::make_shared<model::SiteCreateCommand>();
+    site->setSiteName(L"Round trip");
+    const std::wstring siteId = exchange.createSite(site).get()->getId();
+
+    auto start = std::make_shared<model::StartUploadCommand>();
+    start->setNumberOfFiles(2);
+    const auto upload = exchange.startUpload(start).get();
+    const std::string samples = LITHMAR_EXAMPLE_DATA "/";
+    sdk::FcsService::checkin(upload->getFcsFiles(),
+                             {sdk::fromUtf8(samples + "collars.csv"), sdk::fromUtf8(samples + "surveys.csv")})
+        .get();
+    auto boreholes = std::make_shared<model::BoreholeUploadCommand>();
+    boreholes->setSessionId(upload->getSessionId());
+    for (const auto& slot : upload->getFcsFiles()) {
+        boreholes->getFcsStreamIds().push_back(slot->getFcsStreamId());
+    }
+    boreholes->setSiteId(siteId);
+
+    const auto result = exchange.uploadBoreholes(boreholes).get();
+    EXPECT_EQ(result->getResult(), L"SUCCESS");
+    EXPECT_EQ(result->getCount(), L"12");
+    EXPECT_TRUE(result->timingIsSet());
+    const auto job = platform.store().jobs().job(sdk::toUtf8(result->getJobId()));
+    ASSERT_TRUE(job.has_value());
+    EXPECT_EQ(job->status, "DONE");
 }
 
 class FullQueuePort8080 : public UploadWaitPort8080 {

@@ -20,7 +20,7 @@ struct ExchangeContext {
     std::string basePath; // "/lithmar-xchng"
     std::size_t jobQueueCapacity;
     std::function<std::string(const RecordedRequest&)> uploadingUser; // may be empty
-    std::function<void()> jobQueued;                                   // may be empty
+    std::function<void()> jobQueued;                                  // may be empty
     TrackingNumbers trackingNumbers;
 
     // {"result": result, "trackingNumber": "<a new one>"}, to add to.

@@ -2,8 +2,8 @@
 
 #include <tools/local/exchange/ExchangeContext.h>
 #include <tools/local/exchange/ServicePaths.h>
-#include <tools/local/session/WebSessions.h>
 #include <tools/local/server/HttpServer.h>
+#include <tools/local/session/WebSessions.h>
 
 #include <cstddef>
 #include <functional>
