@@ -21,6 +21,9 @@ struct ExchangeOptions {
     std::function<std::string(const RecordedRequest&)> uploadingUser;
     // Called after a job was queued (to wake the job runner).
     std::function<void()> jobQueued;
+    // "https" when the server speaks TLS: the check-in URLs that upload
+    // start hands out name it.
+    std::string scheme = "http";
 };
 
 // The data exchange service: sites, coordinate reference systems, upload

@@ -117,6 +117,7 @@ protected:
         o.platformMode = true;
         o.users = {{"ada", "secret"}};
         o.passwordHashIterations = 1000;
+        o.plainHttp = true; // platform mode serves HTTPS unless told otherwise; this test calls over HTTP
         return o;
     }
 };
