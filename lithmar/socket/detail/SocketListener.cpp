@@ -11,6 +11,8 @@
 #include <boost/beast/websocket.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 
+#include <openssl/crypto.h>
+
 #include <mutex>
 #include <thread>
 #include <type_traits>
@@ -250,7 +252,7 @@ public:
     {
         net::post(m_io, [this] { connect(); });
         armDeadline();
-        std::thread([self = shared_from_this()] { self->runThread(); }).detach();
+        std::thread(&Listener::runThread, shared_from_this()).detach();
     }
 
     bool extend(Clock::time_point deadline, const std::string& ticket) override
@@ -265,11 +267,18 @@ public:
     }
 
 private:
-    void runThread()
+    // The null message comes last, once the listener is gone: a process
+    // that ends when it receives it finds nothing half torn down.
+    static void runThread(std::shared_ptr<Listener> self)
     {
-        m_io.run();
-        m_callback(nullptr);
-        m_stopped(this);
+        self->m_io.run();
+        const NotificationCallback callback = self->m_callback;
+        self->m_stopped(self.get());
+        self.reset();
+        // OpenSSL's state of this thread (its random generators) would
+        // otherwise go only as the thread exits, possibly after the process.
+        OPENSSL_thread_stop();
+        callback(nullptr);
     }
 
     void armDeadline()

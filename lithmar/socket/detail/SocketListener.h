@@ -23,7 +23,7 @@ class SocketListener {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // Starts the listener's thread. `stopped` runs on it after the null
+    // Starts the listener's thread. `stopped` runs on it just before the null
     // message.
     static std::shared_ptr<SocketListener> start(SocketEndpoint endpoint, std::string user, std::string ticket,
                                                  NotificationCallback callback, Clock::time_point deadline,
