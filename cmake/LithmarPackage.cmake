@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 set(_config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/LithmarExchange)
 
-install(TARGETS lithmar_runtime lithmar_exchange EXPORT LithmarExchangeTargets
+install(TARGETS lithmar_runtime lithmar_socket lithmar_exchange EXPORT LithmarExchangeTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -3,7 +3,7 @@
 #include "Commands.h"
 #include "Failure.h"
 #include "SessionCommands.h"
-#include "UploadCommand.h"
+#include "ImportCommand.h"
 #include "UploadCommands.h"
 
 #include <CLI/CLI.hpp>

@@ -67,6 +67,12 @@ Failure describe(std::exception_ptr error, const std::string& serviceUrl)
             return {Unreachable, "the service at " + serviceUrl +
                                      " did not answer in time; raise --timeout or check that it is running"};
         }
+        const std::string what = failure.what();
+        if (what.find("handshake") != std::string::npos || what.find("certificate") != std::string::npos) {
+            return {Unreachable, "no secure connection to " + serviceUrl + ": " + what +
+                                     "\nA service with a private certificate authority (lithmar-local --platform "
+                                     "prints its CA file) needs --ca-file"};
+        }
         return {Unreachable, "cannot reach the service at " + serviceUrl + ": " + failure.what() +
                                  "\nIs lithmar-local running (`lithmar-local --port ...`), and is --url right?"};
     } catch (const web::json::json_exception& failure) {

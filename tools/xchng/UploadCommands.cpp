@@ -18,7 +18,8 @@ using lithmar::exploration::api::DataExchangeApi;
 
 } // namespace
 
-void uploadFiles(DataExchangeApi& api, const std::vector<std::string>& files, bool terminal, Output output)
+CheckedInFiles checkInFiles(DataExchangeApi& api, const std::vector<std::string>& files, std::ostream& progressOut,
+                            bool terminal)
 {
     auto start = std::make_shared<model::StartUploadCommand>();
     start->setNumberOfFiles(static_cast<int>(files.size()));
@@ -34,15 +35,22 @@ void uploadFiles(DataExchangeApi& api, const std::vector<std::string>& files, bo
         paths.push_back(lithmar::fromUtf8(file));
         names.push_back(std::filesystem::path(file).filename().string());
     }
-    // With --json the bars go nowhere: the output is for a program.
-    std::ostringstream discarded;
-    ProgressBar progress(output.json ? discarded : output.out, names, terminal && !output.json);
+    ProgressBar progress(progressOut, names, terminal);
     lithmar::CheckinOptions options;
     options.onProgress = [&progress](const lithmar::CheckinProgress& report) {
         progress.update(report.fileIndex, report.bytesSent, report.bytesTotal);
     };
-    const auto receipts = lithmar::FcsService::checkin(session->getFcsFiles(), paths, options).get();
+    auto receipts = lithmar::FcsService::checkin(session->getFcsFiles(), paths, options).get();
     progress.finish();
+    return {session, std::move(receipts)};
+}
+
+void uploadFiles(DataExchangeApi& api, const std::vector<std::string>& files, bool terminal, Output output)
+{
+    // With --json the bars go nowhere: the output is for a program.
+    std::ostringstream discarded;
+    const auto [session, receipts] =
+        checkInFiles(api, files, output.json ? discarded : output.out, terminal && !output.json);
 
     auto finish = std::make_shared<model::FinishUploadCommand>();
     finish->setSessionId(session->getSessionId());

@@ -7,6 +7,7 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
+#include <cpprest/json.h>
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
@@ -89,6 +90,42 @@ TEST_F(XchngSession, LocalInstallationActsForTheLocalUserAndHasNoSignIn)
     EXPECT_EQ(signin.exitCode, xchng::Usage);
     EXPECT_NE(signin.err.find("has no sign-in"), std::string::npos) << signin.err;
     EXPECT_FALSE(fs::exists(configHome / "lithmar" / "sessions"));
+}
+
+TEST_F(XchngSession, SignsInKeepsTheSessionForLaterCommandsAndSignsOut)
+{
+    local::LocalPlatformOptions options;
+    options.platformMode = true;
+    options.users = {{"ada", "s3cret"}};
+    options.passwordHashIterations = 1000;
+    local::LocalPlatform platform(options);
+    platform.start();
+    const std::vector<std::string> at{"-u", platform.exchangeUrl(), "--ca-file", platform.caCertificate()};
+    const auto with = [&at](std::vector<std::string> more) {
+        more.insert(more.begin(), at.begin(), at.end());
+        return more;
+    };
+
+    const Outcome wrong = run(with({"signin", "--user", "ada"}), "guess\n");
+    EXPECT_EQ(wrong.exitCode, xchng::ServiceError);
+    EXPECT_NE(wrong.err.find("unknown user or wrong password"), std::string::npos) << wrong.err;
+    EXPECT_EQ(run(with({"whoami"})).exitCode, xchng::ServiceError) << "not signed in";
+
+    const Outcome signin = run(with({"signin"}), "ada\ns3cret\n");
+    ASSERT_EQ(signin.exitCode, xchng::Ok) << signin.err;
+    EXPECT_NE(signin.out.find("signed in as ada"), std::string::npos) << signin.out;
+    EXPECT_EQ(modeOf(configHome / "lithmar" / "sessions"), 0600);
+
+    const Outcome whoami = run(with({"--json", "whoami", "--ticket"}));
+    ASSERT_EQ(whoami.exitCode, xchng::Ok) << whoami.err;
+    const auto answer = web::json::value::parse(whoami.out);
+    EXPECT_EQ(answer.at("user").as_string(), "ada");
+    EXPECT_TRUE(platform.tickets().check("ada", answer.at("ticket").as_string()));
+
+    EXPECT_EQ(run(with({"signout"})).exitCode, xchng::Ok);
+    EXPECT_EQ(run(with({"whoami"})).exitCode, xchng::ServiceError);
+    EXPECT_EQ(run({"-u", platform.exchangeUrl(), "whoami"}).exitCode, xchng::Unreachable)
+        << "the platform's CA is not trusted without --ca-file";
 }
 
 TEST_F(XchngSession, MissingCaFileIsAUsageError)

@@ -30,6 +30,8 @@ int main(int argc, char** argv)
         if (options->platformMode) {
             std::cout << "platform mode: " << platform.users().names().size() << " user(s); sign in at "
                       << platform.signInUrl() << " or with xchng signin" << std::endl;
+            std::cout << "HTTPS certificates signed by the local CA " << platform.caCertificate()
+                      << ": trust it in clients (xchng --ca-file, or SSL_CERT_FILE for OpenSSL)" << std::endl;
         }
         if (platform.pollPort() != 0) {
             std::cout << "notification poll endpoint on http://127.0.0.1:" << platform.pollPort()

@@ -20,8 +20,10 @@ struct ExchangeContext {
     std::string basePath; // "/lithmar-xchng"
     std::size_t jobQueueCapacity;
     std::function<std::string(const RecordedRequest&)> uploadingUser; // may be empty
-    std::function<void()> jobQueued;                                   // may be empty
+    std::function<void()> jobQueued;                                  // may be empty
     TrackingNumbers trackingNumbers;
+    // Of the URLs that answers name: "https" when the server speaks TLS.
+    std::string scheme = "http";
 
     // {"result": result, "trackingNumber": "<a new one>"}, to add to.
     Json answerHead(const char* result = "OK");

@@ -11,7 +11,8 @@ ExchangeService::ExchangeService(ExchangeOptions options, ExchangeStore& store, 
                 options.jobQueueCapacity,
                 std::move(options.uploadingUser),
                 std::move(options.jobQueued),
-                {}},
+                {},
+                std::move(options.scheme)},
       m_sessions(sessions)
 {
     checkBasePath(m_context.basePath, service_suffix::kExchange);

@@ -2,8 +2,8 @@
 
 #include <tools/local/exchange/ExchangeContext.h>
 #include <tools/local/exchange/ServicePaths.h>
-#include <tools/local/session/WebSessions.h>
 #include <tools/local/server/HttpServer.h>
+#include <tools/local/session/WebSessions.h>
 
 #include <cstddef>
 #include <functional>
@@ -21,6 +21,9 @@ struct ExchangeOptions {
     std::function<std::string(const RecordedRequest&)> uploadingUser;
     // Called after a job was queued (to wake the job runner).
     std::function<void()> jobQueued;
+    // "https" when the server speaks TLS: the check-in URLs that upload
+    // start hands out name it.
+    std::string scheme = "http";
 };
 
 // The data exchange service: sites, coordinate reference systems, upload

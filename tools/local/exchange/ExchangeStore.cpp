@@ -33,8 +33,9 @@ void prepareSchema(Database& database, const std::string& where)
     Transaction transaction(connection);
     // Read and finalised at once: a statement left open would lock the
     // tables that a migration drops.
-    const std::int64_t found =
-        connection.prepare("PRAGMA user_version").firstRow([](const Statement& row) { return row.integer(0); }).value_or(0);
+    const std::int64_t found = connection.prepare("PRAGMA user_version")
+                                   .firstRow([](const Statement& row) { return row.integer(0); })
+                                   .value_or(0);
     if (found < 0 || found > kSchemaVersion) {
         throw std::runtime_error("the database " + where + " has schema version " + std::to_string(found) +
                                  ", this lithmar-local reads versions up to " + std::to_string(kSchemaVersion) +

@@ -98,8 +98,17 @@ Response importFiles(ExchangeContext& context, const RecordedRequest& request, c
     }
     checkExisting(context, kind, siteId, existingId);
 
-    const JobRecord job{"job-" + randomHex(20), kind.job, kJobQueued, siteId, name, sessionId, request.body, utcNow(),
-                  context.uploadingUser ? context.uploadingUser(request) : kLocalUser, "", ""};
+    const JobRecord job{"job-" + randomHex(20),
+                        kind.job,
+                        kJobQueued,
+                        siteId,
+                        name,
+                        sessionId,
+                        request.body,
+                        utcNow(),
+                        context.uploadingUser ? context.uploadingUser(request) : kLocalUser,
+                        "",
+                        ""};
     if (!context.store.jobs().enqueue(job, context.jobQueueCapacity)) {
         Json full = context.answerHead("QUEUE_FULL");
         full["jobId"] = "QUEUE_FULL";

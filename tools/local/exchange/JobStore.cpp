@@ -62,7 +62,8 @@ bool JobStore::enqueue(const JobRecord& job, std::size_t capacity)
         return false;
     }
     connection
-        .prepare(std::string("INSERT INTO jobs (") + kJobColumns + ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, '', '')")
+        .prepare(std::string("INSERT INTO jobs (") + kJobColumns +
+                 ") VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, '', '')")
         .bindAll(job.id, job.kind, kJobQueued, job.siteId, job.name, job.uploadSessionId, job.command, job.created,
                  job.user)
         .run();
@@ -88,11 +89,10 @@ std::optional<JobRecord> JobStore::claimNext()
 {
     auto connection = m_database.connect();
     Transaction transaction(connection);
-    auto next = connection
-                    .prepare(std::string("SELECT ") + kJobColumns +
-                             " FROM jobs WHERE status = ?1 ORDER BY rowid LIMIT 1")
-                    .bind(1, kJobQueued)
-                    .firstRow(readJob);
+    auto next =
+        connection.prepare(std::string("SELECT ") + kJobColumns + " FROM jobs WHERE status = ?1 ORDER BY rowid LIMIT 1")
+            .bind(1, kJobQueued)
+            .firstRow(readJob);
     if (!next) {
         return std::nullopt;
     }

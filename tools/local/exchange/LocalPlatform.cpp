@@ -2,8 +2,11 @@
 
 #include <tools/local/exchange/ControlEndpoints.h>
 #include <tools/local/exchange/notification/NotificationControl.h>
+#include <tools/local/exchange/notification/NotificationSocket.h>
 #include <tools/local/exchange/notification/PollEndpoint.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -11,9 +14,23 @@
 namespace lithmar::local {
 namespace {
 
-ServerOptions serverOptions(const LocalPlatformOptions& options)
+bool servesTls(const LocalPlatformOptions& options)
+{
+    return options.platformMode && !options.plainHttp;
+}
+
+const char* schemeOf(const LocalPlatformOptions& options)
+{
+    return servesTls(options) ? "https" : "http";
+}
+
+ServerOptions serverOptions(const LocalPlatformOptions& options,
+                            const std::optional<LocalCertificates>& certificates)
 {
     ServerOptions server;
+    if (certificates) {
+        server.tls = certificates->serverContext();
+    }
     server.address = options.address;
     server.port = options.port;
     server.threads = options.threads;
@@ -66,6 +83,7 @@ SessionServiceOptions sessionOptions(const LocalPlatformOptions& options)
     };
     SessionServiceOptions session;
     session.platformMode = options.platformMode;
+    session.scheme = schemeOf(options);
     session.userBasePath = sibling(service_suffix::kUsers);
     session.directoryBasePath = sibling(service_suffix::kDirectory);
     session.loginBasePath = sibling(service_suffix::kLogin);
@@ -82,6 +100,17 @@ TicketStore::Options ticketOptions(const LocalPlatformOptions& options)
     return tickets;
 }
 
+std::optional<LocalCertificates> makeCertificates(const LocalPlatformOptions& options,
+                                                  const std::filesystem::path& temporaryDirectory)
+{
+    if (!servesTls(options)) {
+        return std::nullopt;
+    }
+    const std::filesystem::path directory =
+        options.dataDirectory.empty() ? temporaryDirectory : std::filesystem::path(options.dataDirectory) / "tls";
+    return LocalCertificates(directory, LocalCertificates::namesFor(options.address));
+}
+
 imports::StoredFileLookup storedFileLookup(const LocalPlatformOptions& options, FileServer& files)
 {
     if (options.storedFile) {
@@ -95,8 +124,29 @@ imports::StoredFileLookup storedFileLookup(const LocalPlatformOptions& options, 
 
 } // namespace
 
+LocalPlatform::TemporaryDirectory::TemporaryDirectory()
+{
+    const char* base = std::getenv("TMPDIR");
+    std::string pattern = std::string(base && *base ? base : "/tmp") + "/lithmar-local-tls-XXXXXX";
+    if (!::mkdtemp(pattern.data())) {
+        throw std::system_error(errno, std::generic_category(), "cannot make a directory for the TLS certificates");
+    }
+    path = pattern;
+}
+
+LocalPlatform::TemporaryDirectory::~TemporaryDirectory()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+}
+
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
-    : m_options(std::move(options)), m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
+    : m_options(std::move(options)),
+      m_certificateDirectory(servesTls(m_options) && m_options.dataDirectory.empty()
+                                 ? std::make_unique<TemporaryDirectory>()
+                                 : nullptr),
+      m_certificates(makeCertificates(m_options, m_certificateDirectory ? m_certificateDirectory->path : "")),
+      m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
       m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
       m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
               m_options.dataDirectory.empty() ? ""
@@ -106,9 +156,9 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
                   [this](const std::string& user, const std::string& payloadJson) { publish(user, payloadJson); }),
       m_exchange({m_options.exchangeBasePath, m_options.jobQueueCapacity,
                   [this](const RecordedRequest& request) { return userOf(request).value_or(std::string()); },
-                  [this] { m_jobRunner.wake(); }},
+                  [this] { m_jobRunner.wake(); }, schemeOf(m_options)},
                  m_store, m_sessions),
-      m_server(serverOptions(m_options)), m_pollServer(makePollServer(m_options, m_notifications))
+      m_server(serverOptions(m_options, m_certificates)), m_pollServer(makePollServer(m_options, m_notifications))
 {
     for (const UserCredentials& user : m_options.users) {
         m_users.add(user);
@@ -118,6 +168,11 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     m_files.install(m_server);
     installControlEndpoints(m_server, m_sessions);
     installNotificationControl(m_server, m_notifications);
+    installNotificationSocket(
+        m_server, siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kNotifications),
+        m_notifications, [this](const std::string& user, const std::string& ticket) {
+            return m_tickets.check(user, ticket);
+        });
 }
 
 LocalPlatform::~LocalPlatform()
@@ -180,6 +235,11 @@ std::optional<std::string> LocalPlatform::userOf(const RecordedRequest& request)
 std::string LocalPlatform::exchangeUrl() const
 {
     return baseUrl() + m_exchange.basePath();
+}
+
+std::string LocalPlatform::caCertificate() const
+{
+    return m_certificates ? m_certificates->caCertificate().string() : std::string();
 }
 
 std::string LocalPlatform::signInUrl() const

@@ -6,6 +6,7 @@
 #include <tools/local/exchange/notification/NotificationQueues.h>
 #include <tools/local/fcs/FileServer.h>
 #include <tools/local/server/HttpServer.h>
+#include <tools/local/session/LocalCertificates.h>
 #include <tools/local/session/SessionServices.h>
 #include <tools/local/session/TicketStore.h>
 #include <tools/local/session/UserTable.h>
@@ -14,6 +15,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -59,6 +61,11 @@ struct LocalPlatformOptions {
     std::chrono::seconds ticketLifetime = std::chrono::hours(12);
     // Rounds of password hashing; tests lower it.
     unsigned passwordHashIterations = 100000;
+    // Platform mode serves HTTPS, with certificates made at start (see
+    // LocalCertificates) in <dataDirectory>/tls, or in a temporary directory
+    // removed at the end without a data directory. Tests of the services
+    // themselves may ask for plain HTTP.
+    bool plainHttp = false;
 
     // Threads carrying out import jobs; 0 leaves every job queued.
     std::size_t jobWorkers = 2;
@@ -101,6 +108,9 @@ public:
     std::string exchangeUrl() const;
     // Where users sign in, in platform mode: ".../lithmar-login/signin"
     std::string signInUrl() const;
+    // The CA certificate (PEM) that clients trust to reach the platform over
+    // HTTPS; empty when it serves plain HTTP.
+    std::string caCertificate() const;
     // The port of the poll endpoint, 0 when it is not served.
     std::uint16_t pollPort() const;
 
@@ -130,7 +140,17 @@ public:
     FileServer& files() { return m_files; }
 
 private:
+    // A directory of its own, removed with it.
+    struct TemporaryDirectory {
+        TemporaryDirectory();
+        ~TemporaryDirectory();
+        std::filesystem::path path;
+    };
+
     const LocalPlatformOptions m_options;
+    // First: the server's TLS context is made from it.
+    std::unique_ptr<TemporaryDirectory> m_certificateDirectory;
+    std::optional<LocalCertificates> m_certificates;
     ExchangeStore m_store;
     WebSessions m_sessions;
     UserTable m_users;

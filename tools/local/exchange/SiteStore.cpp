@@ -105,8 +105,7 @@ bool SiteStore::deleteSite(const std::string& id)
 {
     auto connection = m_database.connect();
     Transaction transaction(connection);
-    connection
-        .prepare("DELETE FROM object_data WHERE object_id IN (SELECT id FROM site_objects WHERE site_id = ?1)")
+    connection.prepare("DELETE FROM object_data WHERE object_id IN (SELECT id FROM site_objects WHERE site_id = ?1)")
         .bind(1, id)
         .run();
     connection.prepare("DELETE FROM site_objects WHERE site_id = ?1").bind(1, id).run();
@@ -190,8 +189,9 @@ std::string SiteStore::Edit::data(const std::string& objectId)
 
 void SiteStore::Edit::setData(const std::string& objectId, const std::string& json)
 {
-    m_connection.prepare("INSERT INTO object_data (object_id, data) VALUES (?1, ?2) "
-                         "ON CONFLICT(object_id) DO UPDATE SET data = excluded.data")
+    m_connection
+        .prepare("INSERT INTO object_data (object_id, data) VALUES (?1, ?2) "
+                 "ON CONFLICT(object_id) DO UPDATE SET data = excluded.data")
         .bindAll(objectId, json)
         .run();
 }

@@ -56,7 +56,10 @@ public:
     // its objects, their data and its job's end together or not at all.
     class Edit {
     public:
-        Edit(Database::Connection& connection, std::string siteId) : m_connection(connection), m_siteId(std::move(siteId)) {}
+        Edit(Database::Connection& connection, std::string siteId)
+            : m_connection(connection), m_siteId(std::move(siteId))
+        {
+        }
 
         // nullopt when the site is gone.
         std::optional<SiteRecord> site();

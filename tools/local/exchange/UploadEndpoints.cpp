@@ -59,7 +59,7 @@ Response startUpload(ExchangeContext& context, const RecordedRequest& request)
     const Json command = commandObject(request);
     const std::int64_t files = requiredInteger(command, "numberOfFiles", 1, kMaxFilesPerUpload);
     const std::string checkInBase =
-        "http://" + reachedHost(request) +
+        context.scheme + "://" + reachedHost(request) +
         siblingPath(context.basePath, service_suffix::kExchange, service_suffix::kFileServer) + "/checkin/";
     UploadSession session{"upl-" + randomHex(24), utcNow(), "", {}};
     Json slots = Json::array();

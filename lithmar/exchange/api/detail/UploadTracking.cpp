@@ -2,10 +2,10 @@
 
 #include <lithmar/exchange/notification/NotificationDispatcher.h>
 #include <lithmar/exchange/notification/PollService.h>
+#include <lithmar/exchange/notification/SocketService.h>
 #include <lithmar/exchange/session/ServiceUrls.h>
 #include <lithmar/exchange/session/TicketService.h>
 #include <lithmar/exchange/session/UserNameService.h>
-#include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/Utf8.h>
 
 #include <limits>
@@ -33,13 +33,8 @@ void startListener(const Tracking& tracking, const std::string& notificationUrl,
         PollService::Connect(tracking.user.c_str(), tracking.ticket.c_str(), notificationUrl.c_str(),
                              listenerTimeOut(timeOut), dispatchNotification);
     } else {
-        // The socket notification client comes as a library of its own; until
-        // it is part of the build, a signed-in user's upload stops here,
-        // before anything is sent, rather than waiting for a result that
-        // cannot arrive.
-        throw ApiException(500, L"Unable to track result via notification: this build has no socket notification "
-                                L"client for the platform user \"" +
-                                    fromUtf8(tracking.user) + L"\" (" + fromUtf8(notificationUrl) + L")");
+        SocketService::Connect(tracking.user.c_str(), tracking.ticket.c_str(), notificationUrl.c_str(),
+                               listenerTimeOut(timeOut), dispatchNotification);
     }
 }
 

@@ -157,7 +157,7 @@ std::uint16_t listeningPort(Program& program)
 
 TEST(Program, ServesOnTheReportedPortAndStopsCleanlyOnSigterm)
 {
-    Program program({"--port", "0", "--queue-capacity", "3"});
+    Program program({"--port", "0", "--queue-capacity", "3", "--job-workers", "1", "--job-delay", "10"});
     const std::uint16_t port = listeningPort(program);
     ASSERT_NE(port, 0);
     const HttpReply reply = exchangeGet(port, "/common/crs/v1");
@@ -180,8 +180,8 @@ TEST(Program, ExplainsEachOptionInItsHelp)
 {
     Program program({"--help"});
     const std::string help = program.readToEnd();
-    for (const char* option : {"--port", "--address", "--data-dir", "--request-log", "--queue-capacity", "--poll-port", "--no-poll",
-                               "--help"}) {
+    for (const char* option : {"--port", "--address", "--data-dir", "--request-log", "--queue-capacity",
+                               "--job-workers", "--job-delay", "--poll-port", "--no-poll", "--help"}) {
         EXPECT_THAT(help, ::testing::HasSubstr(option));
     }
     EXPECT_EQ(program.waitForExit(), 0);

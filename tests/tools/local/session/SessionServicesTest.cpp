@@ -15,6 +15,7 @@ LocalPlatformOptions platformMode(std::chrono::seconds ticketLifetime = std::chr
     options.users = {{"ada", "pw:1"}};
     options.passwordHashIterations = 1000;
     options.ticketLifetime = ticketLifetime;
+    options.plainHttp = true; // the services themselves; TLS is the end-to-end tests' part
     return options;
 }
 

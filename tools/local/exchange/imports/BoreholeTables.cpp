@@ -36,12 +36,9 @@ std::vector<Collar> readCollars(const CsvTable& table)
     std::vector<Collar> collars;
     std::set<std::string> seen;
     for (std::size_t row = 0; row < table.rowCount(); ++row) {
-        Collar collar{table.requiredText(row, id),
-                      table.number(row, easting),
-                      table.number(row, northing),
-                      table.number(row, elevation),
-                      table.number(row, depth),
-                      drilledOn ? table.text(row, *drilledOn) : std::string()};
+        Collar collar{table.requiredText(row, id), table.number(row, easting),
+                      table.number(row, northing), table.number(row, elevation),
+                      table.number(row, depth),    drilledOn ? table.text(row, *drilledOn) : std::string()};
         if (collar.totalDepth <= 0) {
             table.fail(row, depth, "the depth of a hole must be above 0");
         }
@@ -62,8 +59,7 @@ std::vector<SurveyStation> readSurveys(const CsvTable& table)
     std::vector<SurveyStation> stations;
     for (std::size_t row = 0; row < table.rowCount(); ++row) {
         SurveyStation station{table.requiredText(row, id), table.number(row, depth),
-                              table.numberWithin(row, azimuth, 0, 360, true),
-                              table.numberWithin(row, dip, -90, 90)};
+                              table.numberWithin(row, azimuth, 0, 360, true), table.numberWithin(row, dip, -90, 90)};
         if (station.depth < 0) {
             table.fail(row, depth, "a depth below the collar cannot be negative");
         }

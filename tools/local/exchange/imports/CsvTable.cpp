@@ -56,10 +56,9 @@ std::vector<std::vector<std::string>> records(const SourceFile& file)
     Collector collector;
     const std::size_t parsed =
         csv_parse(parser.get(), file.text.data(), file.text.size(), Collector::field, Collector::record, &collector);
-    if (parsed != file.text.size() ||
-        csv_fini(parser.get(), Collector::field, Collector::record, &collector) != 0) {
-        throw ImportError(file.label() + ", row " + std::to_string(collector.records.size() + 1) +
-                          ": not valid CSV (" + csv_strerror(csv_error(parser.get())) +
+    if (parsed != file.text.size() || csv_fini(parser.get(), Collector::field, Collector::record, &collector) != 0) {
+        throw ImportError(file.label() + ", row " + std::to_string(collector.records.size() + 1) + ": not valid CSV (" +
+                          csv_strerror(csv_error(parser.get())) +
                           "); quote fields that hold commas or quotes, doubling the quotes inside");
     }
     return std::move(collector.records);

@@ -44,8 +44,7 @@ SiteWrite prepareFieldObservations(const ImportCommand& command, const std::vect
         if (!command.existingId.empty()) {
             set = existingObject(target, command.existingId, "PointSampleSet", "point sample set");
         } else {
-            const SiteObject collection =
-                topLevelContainer(target, "PointSampleCollection", "psc-", "Point samples");
+            const SiteObject collection = topLevelContainer(target, "PointSampleCollection", "psc-", "Point samples");
             set = SiteObject{newObjectId("pss-"), target.record.id, collection.id, "PointSampleSet", {}, {}, {}};
         }
         if (!command.name.empty()) {

@@ -25,9 +25,13 @@ void putCollection(ImportTarget& target, const std::string& modelId, const Featu
     const std::string& site = target.record.id;
     const SiteObject node{newObjectId("fc-"), site, modelId, "FeatureCollection", collection.name, target.now, {}};
     target.site.put(node);
-    const SiteObject parameters{newObjectId("par-"),       site,       node.id,
-                                "Parameters",              collection.parametersName,
-                                target.now,                {{"parameters", parameterText(collection)}}};
+    const SiteObject parameters{newObjectId("par-"),
+                                site,
+                                node.id,
+                                "Parameters",
+                                collection.parametersName,
+                                target.now,
+                                {{"parameters", parameterText(collection)}}};
     target.site.put(parameters);
     for (const GeologicFeature& feature : collection.features) {
         target.site.put(SiteObject{newObjectId("feat-"),

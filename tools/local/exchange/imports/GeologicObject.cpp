@@ -31,8 +31,8 @@ public:
         }
         if (found->type() != type) {
             fail(path(where, key), std::string("must be ") + (type == Json::value_t::array    ? "an array"
-                                                               : type == Json::value_t::object ? "an object"
-                                                                                               : "a string"));
+                                                              : type == Json::value_t::object ? "an object"
+                                                                                              : "a string"));
         }
         return *found;
     }
@@ -106,7 +106,8 @@ GeologicObject readGeologicObject(const SourceFile& file)
     }
     const Json& collections = reader.member(document, "", "featureCollections", Json::value_t::array);
     for (std::size_t i = 0; i < collections.size(); ++i) {
-        object.collections.push_back(reader.collection(collections[i], "featureCollections[" + std::to_string(i) + "]"));
+        object.collections.push_back(
+            reader.collection(collections[i], "featureCollections[" + std::to_string(i) + "]"));
     }
     return object;
 }

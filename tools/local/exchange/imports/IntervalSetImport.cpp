@@ -33,8 +33,8 @@ void checkOverlaps(const IntervalFile& file, std::map<std::string, std::vector<c
         });
         for (std::size_t i = 1; i < list.size(); ++i) {
             if (list[i]->interval.from < list[i - 1]->interval.to) {
-                throw ImportError(file.label + ", row " + std::to_string(list[i]->row) + ": the interval of " +
-                                  holeId + " overlaps the one on row " + std::to_string(list[i - 1]->row));
+                throw ImportError(file.label + ", row " + std::to_string(list[i]->row) + ": the interval of " + holeId +
+                                  " overlaps the one on row " + std::to_string(list[i - 1]->row));
             }
         }
     }
@@ -73,7 +73,7 @@ SiteWrite prepareIntervalSet(const ImportCommand& command, const std::vector<Sou
     }
     checkOverlaps(*read, byHole);
 
-    return [read, name = command.name, importType = command.importType](ImportTarget& target) {
+    return [read, name = command.name](ImportTarget& target) {
         const auto collection = target.site.firstOfKind("BoreholeCollection", "");
         const std::string stored = collection ? target.site.data(collection->id) : std::string();
         const Json holes = stored.empty() ? Json::object() : Json::parse(stored);
@@ -101,7 +101,7 @@ SiteWrite prepareIntervalSet(const ImportCommand& command, const std::vector<Sou
                        target.now,
                        {{"totalItems", std::to_string(read->intervals.size())}}};
         target.site.put(set);
-        target.site.setData(set.id, Json{{"crs", target.crs}, {"importType", importType}, {"holes", holeIntervals}}.dump());
+        target.site.setData(set.id, Json{{"crs", target.crs}, {"holes", holeIntervals}}.dump());
 
         ImportOutcome outcome;
         outcome.count = std::to_string(read->intervals.size());

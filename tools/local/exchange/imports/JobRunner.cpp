@@ -12,8 +12,7 @@ constexpr std::chrono::seconds kRetryAfterFault{1};
 
 } // namespace
 
-JobRunner::JobRunner(ExchangeStore& store, JobRunnerOptions options, StoredFileLookup storedFile,
-                     PublishResult publish)
+JobRunner::JobRunner(ExchangeStore& store, JobRunnerOptions options, StoredFileLookup storedFile, PublishResult publish)
     : m_store(store), m_options(options), m_storedFile(std::move(storedFile)), m_publish(std::move(publish))
 {
 }
@@ -116,8 +115,8 @@ void JobRunner::runOne(const JobRecord& job)
         m_publish(job.user, payload);
     } catch (const std::exception& e) {
         // The result stays in the job's record.
-        std::cerr << "lithmar-local: cannot notify " << job.user << " of the import job " << job.id << ": "
-                  << e.what() << std::endl;
+        std::cerr << "lithmar-local: cannot notify " << job.user << " of the import job " << job.id << ": " << e.what()
+                  << std::endl;
     }
 }
 

@@ -35,7 +35,7 @@ ImportCommand importCommandOf(const JobRecord& job)
     if (!command.is_object()) {
         throw ImportError("the job's stored command is not a JSON object; send the import again");
     }
-    ImportCommand read{job.kind, job.siteId, job.name, optionalText(command, "crs"), {}, optionalText(command, "importType"), {}};
+    ImportCommand read{job.kind, job.siteId, job.name, optionalText(command, "crs"), {}, {}};
     if (const char* key = existingIdKeyOf(job.kind)) {
         read.existingId = optionalText(command, key);
     }

@@ -18,7 +18,6 @@ struct ImportCommand {
     std::string name;
     std::string crs;        // "" for the site's
     std::string existingId; // the object to add to or replace, "" for a new one
-    std::string importType; // kept with the data as the client worded it
     std::vector<std::string> streamIds;
 };
 

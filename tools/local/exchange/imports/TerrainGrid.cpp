@@ -93,9 +93,10 @@ std::map<std::string, double> readHeader(const SourceFile& file, Tokens& tokens)
         tokens.next();
         const std::string name = lower(key->text);
         if (std::find(known.begin(), known.end(), name) == known.end()) {
-            fail(file, key->line, "unknown header key \"" + key->text +
-                                      "\" (a grid starts with ncols, nrows, xllcorner or xllcenter, yllcorner or "
-                                      "yllcenter, cellsize and, optionally, nodata_value)");
+            fail(file, key->line,
+                 "unknown header key \"" + key->text +
+                     "\" (a grid starts with ncols, nrows, xllcorner or xllcenter, yllcorner or "
+                     "yllcenter, cellsize and, optionally, nodata_value)");
         }
         const auto value = tokens.next();
         if (!value || value->line != key->line) {
@@ -176,8 +177,8 @@ TerrainGrid readTerrainGrid(const SourceFile& file)
     }
     if (grid.heights.size() != expected) {
         fail(file, tokens.line(),
-             "the grid ends after " + std::to_string(grid.heights.size()) + " heights; ncols x nrows = " +
-                 std::to_string(expected));
+             "the grid ends after " + std::to_string(grid.heights.size()) +
+                 " heights; ncols x nrows = " + std::to_string(expected));
     }
     return grid;
 }

@@ -116,8 +116,10 @@ std::uint64_t NotificationQueues::subscribe(const std::string& user, std::int32_
     std::uint64_t id = 0;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        const std::int64_t first = after < 0 ? startIndexLocked(user) : std::int64_t{after} + 1;
         const auto queue = m_queues.find(user);
+        const std::int32_t end = queue == m_queues.end() ? 0 : queue->second.end;
+        // An index this queue never reached comes from before a restart.
+        const std::int64_t first = after < 0 || after >= end ? startIndexLocked(user) : std::int64_t{after} + 1;
         if (queue != m_queues.end()) {
             for (const Kept& kept : queue->second.kept) {
                 if (kept.notification.index >= first) {

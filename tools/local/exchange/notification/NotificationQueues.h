@@ -59,7 +59,8 @@ public:
     bool find(const std::string& user, std::int32_t index, Notification& notification) const;
 
     // Hands `subscriber` the kept notifications of `user` after index
-    // `after` (from startIndex() when `after` is negative), then every new
+    // `after` (from startIndex() when `after` is negative or was never
+    // reached: the client knew the queue before a restart), then every new
     // one, until unsubscribe(): nothing is missed or handed twice in
     // between. The subscription's id.
     std::uint64_t subscribe(const std::string& user, std::int32_t after, Subscriber subscriber);

@@ -52,9 +52,8 @@ TEST_F(CheckedInImport, AStreamNotCheckedInFailsTheJob)
     const std::string stream = session["fcsFiles"][0]["fcsStreamId"];
     const Json command{{"sessionId", session["sessionId"]}, {"fcsStreamIds", {stream}}, {"siteId", "site-demo"}};
     const std::string job = post("/exploration/boreholes/v1", command.dump()).json()["jobId"];
-    EXPECT_EQ(hooks.resultOf(job).second["result"],
-              "FAILED: no file was checked in for the stream " + stream +
-                  "; check the file in to its slot before the import");
+    EXPECT_EQ(hooks.resultOf(job).second["result"], "FAILED: no file was checked in for the stream " + stream +
+                                                        "; check the file in to its slot before the import");
 }
 
 } // namespace

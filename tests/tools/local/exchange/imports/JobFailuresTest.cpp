@@ -43,8 +43,6 @@ struct BadFile {
 const BadFile kBadFiles[] = {
     {"MissingFile", "/exploration/terrains/v1", "gone.asc", nullptr, R"("name":"T")", "cannot read the file"},
     {"NotUtf8", "/exploration/boreholes/v1", "latin1.csv", "hole_id,easting\n\xE9t\xE9,1\n", "", "is not UTF-8"},
-    {"BrokenQuote", "/exploration/boreholes/v1", "collars.csv",
-     "hole_id,easting,northing,elevation,total_depth\nBH-1,1,2,3,\"4\n", "", "collars.csv (stream"},
     {"BadNumber", "/exploration/boreholes/v1", "collars.csv",
      "hole_id,easting,northing,elevation,total_depth\nBH-1,1,2,3,4\nBH-2,east,2,3,4\n", "",
      "row 3, column \"easting\": \"east\" is not a number"},
@@ -53,9 +51,6 @@ const BadFile kBadFiles[] = {
      "hole_id,depth_from,depth_to,lithology\nBH-1,0,1,SAND\n", "", "import it as a borehole interval set"},
     {"IntervalsOfUnknownHoles", "/exploration/boreholeintervalsets/v1", "intervals.csv",
      "hole_id,depth_from,depth_to,lithology\nBH-77,0,1,SAND\n", R"("name":"I")", "has no borehole BH-77"},
-    {"GridTooShort", "/exploration/terrains/v1", "short.asc",
-     "ncols 2\nnrows 2\nxllcorner 0\nyllcorner 0\ncellsize 1\n1 2 3\n", R"("name":"T")", "ends after 3 heights"},
-    {"ModelNotJson", "/exploration/geos/v1", "model.json", "{\"name\": ", R"("name":"G")", "is not JSON"},
 };
 
 class EachBadFile : public FailedImports, public ::testing::WithParamInterface<BadFile> {};

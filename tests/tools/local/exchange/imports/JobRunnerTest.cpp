@@ -25,8 +25,8 @@ TEST_F(ImportJobs, EveryKindLandsInTheSiteAndItsResultReachesTheUploadingUser)
 {
     const std::string site = createSite("Valley");
 
-    const std::string boreholes = import("/exploration/boreholes/v1",
-                                         {exampleFile("collars.csv"), exampleFile("surveys.csv")}, site);
+    const std::string boreholes =
+        import("/exploration/boreholes/v1", {exampleFile("collars.csv"), exampleFile("surveys.csv")}, site);
     auto [user, result] = hooks.resultOf(boreholes);
     EXPECT_EQ(user, "LOCAL_USER");
     EXPECT_EQ(keysOf(result), (Keys{"result", "trackingNumber", "count", "jobId", "timing"}));
@@ -34,8 +34,8 @@ TEST_F(ImportJobs, EveryKindLandsInTheSiteAndItsResultReachesTheUploadingUser)
     EXPECT_EQ(result["count"], "12");
     EXPECT_THAT(result["timing"].get<std::string>(), HasSubstr("ms"));
 
-    const std::string intervals = import("/exploration/boreholeintervalsets/v1", {exampleFile("intervals.csv")},
-                                         site, R"("name":"Logged lithology")", true);
+    const std::string intervals = import("/exploration/boreholeintervalsets/v1", {exampleFile("intervals.csv")}, site,
+                                         R"("name":"Logged lithology")", true);
     result = hooks.resultOf(intervals).second;
     EXPECT_EQ(keysOf(result), (Keys{"result", "trackingNumber", "count", "jobId"}));
     EXPECT_EQ(result["result"], "SUCCESS") << result;
@@ -117,6 +117,7 @@ protected:
         o.platformMode = true;
         o.users = {{"ada", "secret"}};
         o.passwordHashIterations = 1000;
+        o.plainHttp = true; // platform mode serves HTTPS unless told otherwise; this test calls over HTTP
         return o;
     }
 };
@@ -131,13 +132,14 @@ TEST_F(PlatformModeImports, TheResultGoesToTheUserSignedInToTheImportsWebSession
         cookie += (cookie.empty() ? "" : "; ") + line.substr(0, line.find(';'));
     }
     const std::string site = createSite("Signed in");
-    const std::string job = sendImport(platform, hooks, "/exploration/terrains/v1", {exampleFile("terrain.asc")},
-                                       site, R"("name":"T")", false, {{"Cookie", cookie}});
+    const std::string job = sendImport(platform, hooks, "/exploration/terrains/v1", {exampleFile("terrain.asc")}, site,
+                                       R"("name":"T")", false, {{"Cookie", cookie}});
     const auto [user, result] = hooks.resultOf(job);
     EXPECT_EQ(user, "ada");
     EXPECT_EQ(result["result"], "SUCCESS");
 
-    const std::string anonymous = import("/exploration/terrains/v1", {exampleFile("terrain.asc")}, site, R"("name":"A")");
+    const std::string anonymous =
+        import("/exploration/terrains/v1", {exampleFile("terrain.asc")}, site, R"("name":"A")");
     EXPECT_EQ(waitForStatus(platform, anonymous, "DONE"), "DONE");
     EXPECT_EQ(platform.store().jobs().job(anonymous)->user, "") << "nobody signed in: nobody to tell";
     EXPECT_EQ(hooks.publishedCount(), 1u);

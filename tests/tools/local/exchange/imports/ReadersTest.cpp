@@ -61,9 +61,8 @@ TEST(Readers, ReadTheSamplesAsTheirReadmeDescribesThem)
 
 TEST(Readers, TakeColumnsInAnyOrderAndCaseAndIgnoreUnknownOnes)
 {
-    const auto collars =
-        readCollars(CsvTable::parse(text("Total_Depth , HOLE_ID,extra,easting,northing,elevation\n"
-                                         "12.5,A,x,1,2,3\n\n\"7\",\"B, north\",y,1,2,3\r\n")));
+    const auto collars = readCollars(CsvTable::parse(text("Total_Depth , HOLE_ID,extra,easting,northing,elevation\n"
+                                                          "12.5,A,x,1,2,3\n\n\"7\",\"B, north\",y,1,2,3\r\n")));
     ASSERT_EQ(collars.size(), 2u);
     EXPECT_EQ(collars[0].totalDepth, 12.5);
     EXPECT_EQ(collars[1].holeId, "B, north");
@@ -112,8 +111,10 @@ const BadInput kBadInputs[] = {
     {"RepeatedColumn", collars, "hole_id,Hole_ID\n", "names the column \"hole_id\" twice"},
     {"MissingColumn", collars, "hole_id,easting,northing,elevation\nA,1,2,3\n",
      "no column \"total_depth\" (its columns: hole_id, easting, northing, elevation)"},
-    {"ShortRow", collars, "hole_id,easting,northing,elevation,total_depth\nA,1,2,3\n", "row 2: has 4 fields, the header 5"},
-    {"EmptyId", collars, "hole_id,easting,northing,elevation,total_depth\n,1,2,3,4\n", "column \"hole_id\": must not be empty"},
+    {"ShortRow", collars, "hole_id,easting,northing,elevation,total_depth\nA,1,2,3\n",
+     "row 2: has 4 fields, the header 5"},
+    {"EmptyId", collars, "hole_id,easting,northing,elevation,total_depth\n,1,2,3,4\n",
+     "column \"hole_id\": must not be empty"},
     {"NotANumber", collars, "hole_id,easting,northing,elevation,total_depth\nA,1,2,3,4m\n", "\"4m\" is not a number"},
     {"NotFinite", collars, "hole_id,easting,northing,elevation,total_depth\nA,inf,2,3,4\n", "\"inf\" is not a number"},
     {"ZeroDepth", collars, "hole_id,easting,northing,elevation,total_depth\nA,1,2,3,0\n", "must be above 0"},

@@ -1,9 +1,9 @@
-#include "UploadCommand.h"
+#include "ImportCommand.h"
 
 #include "Table.h"
+#include "UploadCommands.h"
 #include "WaitIndicator.h"
 
-#include <lithmar/exchange/fcs/FcsService.h>
 #include <lithmar/runtime/Utf8.h>
 
 #include <algorithm>
@@ -127,25 +127,16 @@ void checkFiles(const UploadRequest& request)
     }
 }
 
-// Opens the upload session and checks the files in to its slots.
-CheckedIn checkIn(DataExchangeApi& api, const std::vector<std::string>& paths, std::ostream& err)
+// Opens the upload session and checks the files in, with progress on `err`.
+CheckedIn checkIn(DataExchangeApi& api, const std::vector<std::string>& paths, std::ostream& err, bool terminal)
 {
-    auto start = std::make_shared<model::StartUploadCommand>();
-    start->setNumberOfFiles(static_cast<int32_t>(paths.size()));
-    const auto session = api.startUpload(start).get();
-    if (session->getFcsFiles().size() != paths.size()) {
-        throw std::runtime_error("the service opened " + std::to_string(session->getFcsFiles().size()) +
-                                 " check-in slots for " + std::to_string(paths.size()) + " files");
-    }
+    const auto checkedIn = checkInFiles(api, paths, err, terminal);
     CheckedIn files;
-    files.sessionId = session->getSessionId();
-    std::vector<std::wstring> widePaths;
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        files.streamIds.push_back(session->getFcsFiles()[i]->getFcsStreamId());
-        widePaths.push_back(fromUtf8(paths[i]));
-        err << "checking in " << paths[i] << '\n';
+    files.sessionId = checkedIn.session->getSessionId();
+    for (const auto& slot : checkedIn.session->getFcsFiles()) {
+        files.streamIds.push_back(slot->getFcsStreamId());
     }
-    files.receipts = lithmar::FcsService::checkin(session->getFcsFiles(), widePaths).get();
+    files.receipts = checkedIn.receipts;
     return files;
 }
 
@@ -185,7 +176,7 @@ void upload(DataExchangeApi& api, const UploadRequest& request, Output output, s
         api.setAsyncResponseTimeOut(*request.timeOutSeconds);
     }
 
-    const CheckedIn files = checkIn(api, request.files, err);
+    const CheckedIn files = checkIn(api, request.files, err, terminal);
 
     auto pending = kind.send(api, request, files);
     if (showWhileWaiting([&] { return pending.is_done(); }, kind.what + std::string("'s result"), err, terminal) ==
@@ -193,7 +184,11 @@ void upload(DataExchangeApi& api, const UploadRequest& request, Output output, s
         // A negative time-out ends the wait at its next look, so the task
         // settles within a second and nothing outlives the API object.
         api.setAsyncResponseTimeOut(-1);
-        pending.wait();
+        try {
+            pending.wait();
+        } catch (...) {
+            // However it ended, the user asked not to hear of it.
+        }
         throw Interrupted{kind.what};
     }
     const AnyResult result = pending.get();
