@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
+
 namespace lithmar::fcs::testing {
 namespace {
 
@@ -45,6 +47,29 @@ TEST_F(CheckinRetry, FiveFailuresInARowExhaustTheRetries)
         EXPECT_STREQ(error.what(), "Retries exhausted");
     }
     EXPECT_EQ(platform.server().requests().size(), 1u + 5u) << "the second file is never tried";
+}
+
+TEST_F(CheckinRetry, AFailingTlsHandshakeIsRetriedToo)
+{
+    // The platform speaks plain HTTP here: a TLS client's handshake gets an
+    // HTTP answer and fails, the same failure every time.
+    auto slot = slots(1).at(0);
+    std::wstring url = slot->getFcsFileUrl();
+    slot->setFcsFileUrl(L"https" + url.substr(url.find(L':')));
+    const auto started = std::chrono::steady_clock::now();
+    try {
+        sdk::FcsService::checkin(std::vector<std::shared_ptr<model::FcsFile>>{slot}, {writeFile("a", "x")}).get();
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "Retries exhausted");
+    }
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::seconds(4)) << "paused between the attempts";
+    try {
+        sdk::FcsService::checkin(slot, writeFile("b", "x")).get();
+        FAIL() << "no exception";
+    } catch (const web::http::http_exception& error) {
+        EXPECT_STREQ(error.what(), "Error in SSL handshake") << "cpprestsdk's words for it";
+    }
 }
 
 TEST_F(CheckinRetry, TheSingleCheckinDoesNotRetry)
