@@ -4,7 +4,7 @@
 //
 // Sends `requests` GETs over a few kept-alive connections, printing the
 // server's resident size every 100000, then opens and closes `connections`
-// connections (one GET each, a thousand open at a time) and prints the
+// connections (one GET each, five hundred open at a time) and prints the
 // resident size after them. The request log stays off, as in a program a
 // user leaves running.
 
@@ -32,7 +32,7 @@ namespace {
 
 constexpr int kClientThreads = 4;
 constexpr std::size_t kReportEvery = 100000;
-constexpr std::size_t kBurstBatch = 1000;
+constexpr std::size_t kBurstBatch = 500;
 const std::string kRequest = "GET /lithmar-xchng/soak HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
 
 struct Program {
