@@ -7,7 +7,6 @@
 
 #include <boost/asio/ssl/context.hpp>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -132,10 +131,6 @@ std::shared_ptr<lithmar::ApiConfiguration> configure(const Connection& connectio
         // Trusted besides the system's certificate authorities.
         configuration->getHttpConfig().set_ssl_context_callback(
             [file = connection.caFile](boost::asio::ssl::context& context) { context.load_verify_file(file); });
-        // The socket notification client, which brings uploads their results
-        // in platform mode, trusts OpenSSL's default paths: point them at the
-        // same file for this process.
-        setenv("SSL_CERT_FILE", connection.caFile.c_str(), 1);
     }
     return configuration;
 }
