@@ -2,12 +2,13 @@
 
 #include "Commands.h"
 #include "Failure.h"
-#include "SessionCommands.h"
 #include "ImportCommand.h"
+#include "SessionCommands.h"
 #include "UploadCommands.h"
 
 #include <CLI/CLI.hpp>
 
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 
@@ -36,7 +37,8 @@ void addDownloadCommand(CLI::App& parent, const char* name, bool feature, Downlo
     });
 }
 
-void addUploadCommands(CLI::App& parent, UploadRequest& request, Action& action, std::ostream& err)
+void addUploadCommands(CLI::App& parent, UploadRequest& request, Action& action, std::ostream& err,
+                       const Connection& connection)
 {
     auto* uploads = parent.add_subcommand("upload", "Import local files into a site and wait for the result");
     uploads->require_subcommand(1);
@@ -49,11 +51,17 @@ void addUploadCommands(CLI::App& parent, UploadRequest& request, Action& action,
         command->add_option("--import-type", request.importType, "Kind of import, as the service words it (CREATE)");
         command->add_option("--timeout", request.timeOutSeconds,
                             "Seconds to wait for the import's result (0: fail at once; negative: do not wait)");
-        command->callback([&request, &action, &err, kind] {
+        command->callback([&request, &action, &err, &connection, kind] {
             request.kind = kind;
             // Redraw the spinner only where a person watches it.
             const bool terminal = &err == &std::cerr && isatty(STDERR_FILENO);
-            action = [&request, &err, terminal](auto& api, Output output) {
+            action = [&request, &err, &connection, terminal](auto& api, Output output) {
+                if (!connection.caFile.empty()) {
+                    // The socket notification client, which brings the result in
+                    // platform mode, trusts OpenSSL's default paths: for this
+                    // program, the same file as the calls.
+                    setenv("SSL_CERT_FILE", connection.caFile.c_str(), 1);
+                }
                 upload(api, request, output, err, terminal);
             };
         });
@@ -129,7 +137,7 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
     addDownloadCommand(*downloads, "feature", true, downloadRequest, action);
 
     UploadRequest uploadRequest;
-    addUploadCommands(app, uploadRequest, action, err);
+    addUploadCommands(app, uploadRequest, action, err, connection);
     std::vector<std::string> uploadedFiles;
     auto* files = app.get_subcommand("upload")->add_subcommand(
         "files", "Check files in to a new upload session, finish it and print the file server's receipts");

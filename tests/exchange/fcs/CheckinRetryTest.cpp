@@ -83,13 +83,15 @@ TEST_F(CheckinRetry, TheSingleCheckinDoesNotRetry)
     }
 }
 
-TEST_F(CheckinRetry, ADroppedConnectionIsNotRetried)
+TEST_F(CheckinRetry, ADroppedConnectionIsNotRetriedAndLeavesNoFile)
 {
     const auto files = slots(1);
-    platform.server().script("POST", kCheckins, Fault::close());
-    EXPECT_THROW(sdk::FcsService::checkin(files, {writeFile("a", "first")}).get(), web::http::http_exception);
-    EXPECT_EQ(platform.server().requests().size(), 2u);
+    platform.server().script("POST", kCheckins, Fault::closeAfterBodyBytes(256 << 10));
+    EXPECT_THROW(sdk::FcsService::checkin(files, {writeFile("a", std::string(4 << 20, 'd'))}).get(),
+                 web::http::http_exception);
+    EXPECT_EQ(platform.server().requests().size(), 2u) << "the start and one check-in, cut off";
     EXPECT_FALSE(platform.files().storedFile(sdk::toUtf8(files[0]->getFcsStreamId())));
+    EXPECT_TRUE(std::filesystem::is_empty(platform.files().directory()));
 }
 
 } // namespace

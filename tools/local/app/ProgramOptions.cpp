@@ -30,7 +30,44 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
     program.add_option("--data-dir", options.dataDirectory,
                        "Directory for the platform's state (platform.db), kept across runs; created when "
                        "missing. Without it, the state lives in memory and a fresh demo site awaits each run");
-    program.add_option("--request-log", options.requestLogFile, "File to append one line per request to (for tail -f)");
+    CLI::Option* requestLog =
+        program
+            .add_option("--request-log", options.requestLogFile,
+                        "Keep the latest requests for GET /_control/requests (off by default, so that a server "
+                        "left running holds no per-request state); with FILE, also append one line per request "
+                        "to it (for tail -f)")
+            ->expected(0, 1)
+            ->type_name("[FILE]");
+    std::size_t requestLogEntries = 1000;
+    program.add_option("--request-log-entries", requestLogEntries, "Requests the request log keeps (the oldest go)")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))
+        ->capture_default_str();
+    std::size_t requestLogBodyBytes = 64 * 1024;
+    program
+        .add_option("--request-log-body-bytes", requestLogBodyBytes,
+                    "Bytes of each body (and multipart part) that the request log keeps")
+        ->capture_default_str();
+    double headTimeout = 30;
+    double bodyTimeout = 30;
+    double idleTimeout = 60;
+    const auto seconds = CLI::Range(0.01, 86400.0);
+    program.add_option("--head-timeout", headTimeout, "Seconds a request head may take to arrive in full")
+        ->check(seconds)
+        ->capture_default_str();
+    program.add_option("--body-timeout", bodyTimeout, "Seconds a request body may pause between bytes")
+        ->check(seconds)
+        ->capture_default_str();
+    program
+        .add_option("--idle-timeout", idleTimeout,
+                    "Seconds a kept-alive connection may wait for its next request (and a client may take to "
+                    "read an answer)")
+        ->check(seconds)
+        ->capture_default_str();
+    program
+        .add_option("--max-connections", options.maxConnections,
+                    "Connections open at once; further ones wait until others close")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))
+        ->capture_default_str();
     program
         .add_option("--queue-capacity", options.jobQueueCapacity,
                     "Import jobs that may wait at once; further imports are answered with "
@@ -87,6 +124,12 @@ std::optional<LocalPlatformOptions> parseCommandLine(int argc, const char* const
         return std::nullopt;
     }
     options.jobDelay = std::chrono::milliseconds(jobDelayMs);
+    options.requestLogEntries = requestLog->count() > 0 ? requestLogEntries : 0;
+    options.requestLogBodyBytes = requestLogBodyBytes;
+    const auto milliseconds = [](double s) { return std::chrono::milliseconds(static_cast<std::int64_t>(s * 1000)); };
+    options.headTimeout = milliseconds(headTimeout);
+    options.bodyTimeout = milliseconds(bodyTimeout);
+    options.idleTimeout = milliseconds(idleTimeout);
     for (const std::string& user : users) {
         options.users.push_back(parseUserCredentials(user));
     }

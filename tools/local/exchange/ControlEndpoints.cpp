@@ -50,6 +50,9 @@ void installControlEndpoints(HttpServer& server, WebSessions& sessions)
         return done();
     });
     add(server, "GET", "/requests", [&server](const RecordedRequest&) {
+        if (!server.keepsRequests()) {
+            return Response::error(409, "the request log is off: start lithmar-local with --request-log");
+        }
         Json requests = Json::array();
         for (const RecordedRequest& request : server.requests()) {
             if (!isControlRequest(request)) {

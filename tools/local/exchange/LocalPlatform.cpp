@@ -35,6 +35,12 @@ ServerOptions serverOptions(const LocalPlatformOptions& options,
     server.port = options.port;
     server.threads = options.threads;
     server.requestLogFile = options.requestLogFile;
+    server.requestLogEntries = options.requestLogEntries;
+    server.requestLogBodyBytes = options.requestLogBodyBytes;
+    server.headTimeout = options.headTimeout;
+    server.bodyTimeout = options.bodyTimeout;
+    server.idleTimeout = options.idleTimeout;
+    server.maxConnections = options.maxConnections;
     return server;
 }
 

@@ -33,6 +33,15 @@ struct LocalPlatformOptions {
     std::string dataDirectory;
     // "" for none; otherwise one line per request appended to this file.
     std::string requestLogFile;
+    // The latest requests kept for GET /_control/requests and server():
+    // at most this many (0: none), each with at most this many body bytes.
+    std::size_t requestLogEntries = ServerOptions{}.requestLogEntries;
+    std::size_t requestLogBodyBytes = ServerOptions{}.requestLogBodyBytes;
+    // The server's time-outs and connection cap (see ServerOptions).
+    std::chrono::milliseconds headTimeout = ServerOptions{}.headTimeout;
+    std::chrono::milliseconds bodyTimeout = ServerOptions{}.bodyTimeout;
+    std::chrono::milliseconds idleTimeout = ServerOptions{}.idleTimeout;
+    std::size_t maxConnections = ServerOptions{}.maxConnections;
     std::size_t jobQueueCapacity = 100;
     std::string exchangeBasePath{kDefaultExchangeBasePath};
     // Threads answering requests; handlers wait on the database in turn, so

@@ -17,7 +17,7 @@ namespace lithmar::local {
 // Windows path in a file name must keep its backslashes. Values are returned
 // as sent, percent-escapes and UTF-8 bytes included.
 struct HeaderParameters {
-    std::string value; // the part before the first ';', trimmed
+    std::string value;                                           // the part before the first ';', trimmed
     std::vector<std::pair<std::string, std::string>> parameters; // names lower-cased
 
     static HeaderParameters parse(std::string_view text);

@@ -85,6 +85,11 @@ std::vector<RecordedRequest> HttpServer::requests() const
     return m_context->requests.snapshot();
 }
 
+bool HttpServer::keepsRequests() const
+{
+    return m_context->options.requestLogEntries > 0;
+}
+
 void HttpServer::clearRequests()
 {
     m_context->requests.clear();

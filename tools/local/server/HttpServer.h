@@ -98,9 +98,14 @@ public:
     // Every request received so far, in the order they were complete (or cut
     // off, see RecordedRequest::complete). A request whose head could not be
     // parsed is answered with 400 or 431 but not recorded.
+    // Only the latest ServerOptions::requestLogEntries are kept, each with
+    // at most requestLogBodyBytes of body (see RequestLog).
     std::vector<RecordedRequest> requests() const;
+    // False when the options turned the request log off.
+    bool keepsRequests() const;
     void clearRequests();
-    // Waits until `count` requests were received; false on time-out.
+    // Waits until `count` requests were received since the last
+    // clearRequests(); false on time-out.
     bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
 
     // Connections accepted since construction: a test sees from it whether

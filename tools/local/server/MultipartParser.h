@@ -38,11 +38,11 @@ public:
 
 private:
     enum class State {
-        Preamble,        // before the first delimiter; the text is ignored
-        DelimiterLine,   // after a delimiter: "--" (the last) or CRLF
-        PartHeaders,     // header lines up to an empty line
-        PartData,        // data up to the next delimiter
-        Epilogue,        // after the closing delimiter; the text is ignored
+        Preamble,      // before the first delimiter; the text is ignored
+        DelimiterLine, // after a delimiter: "--" (the last) or CRLF
+        PartHeaders,   // header lines up to an empty line
+        PartData,      // data up to the next delimiter
+        Epilogue,      // after the closing delimiter; the text is ignored
         Failed,
     };
 

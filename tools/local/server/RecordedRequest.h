@@ -21,8 +21,8 @@ struct FormPart {
     std::string fileName;    // from Content-Disposition; "" when absent
     std::string contentType; // the part's Content-Type value; "" when absent
     std::vector<Header> headers;
-    std::string data;        // the first bodyMemoryLimit bytes of the data
-    std::uint64_t size = 0;  // the full size of the data
+    std::string data;           // the first bodyMemoryLimit bytes of the data
+    std::uint64_t size = 0;     // the full size of the data
     std::uint64_t checksum = 0; // Checksum (XXH64) of all the data
     // The file holding the data when the route stored the part (see
     // PartSink); `data` is empty then. The server deletes the file once the
@@ -34,18 +34,18 @@ struct FormPart {
 // decoded or normalised, so that tests see exactly what the client sent.
 struct RecordedRequest {
     std::string method;
-    std::string target; // the raw request-target
-    std::string path;   // target before the first '?'
-    std::string query;  // target after the first '?', without it
+    std::string target;          // the raw request-target
+    std::string path;            // target before the first '?'
+    std::string query;           // target after the first '?', without it
     std::vector<Header> headers; // in arrival order, duplicates kept
 
     // Case-insensitive; "" when absent; repeated headers joined with ", ".
     std::string header(std::string_view name) const;
     bool hasHeader(std::string_view name) const;
 
-    std::string body;           // the first bodyMemoryLimit bytes
-    std::uint64_t bodySize = 0; // all bytes received (after de-chunking)
-    bool bodyTruncated = false; // body holds fewer than bodySize bytes
+    std::string body;               // the first bodyMemoryLimit bytes
+    std::uint64_t bodySize = 0;     // all bytes received (after de-chunking)
+    bool bodyTruncated = false;     // body holds fewer than bodySize bytes
     std::uint64_t bodyChecksum = 0; // Checksum (XXH64) of all body bytes
 
     // Filled when the Content-Type is multipart/form-data.

@@ -2,6 +2,7 @@
 
 #include <boost/asio/ssl/context.hpp>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -28,6 +29,28 @@ struct ServerOptions {
     std::size_t maxHeaderBytes = 64 * 1024;
     // When not empty, a file receiving one line per request (see AccessLog).
     std::string requestLogFile;
+
+    // The latest requests kept for requests() (see RequestLog): at most this
+    // many, 0 for none...
+    std::size_t requestLogEntries = 10000;
+    // ... each with at most this many bytes of its body and of each part.
+    std::size_t requestLogBodyBytes = 1 << 20;
+
+    // Time-outs. A connection that exceeds one is closed, after a 408 answer
+    // where one can still be sent (a head or body that stopped coming).
+    // From a connection's start, or a request's first byte, until the
+    // request head is in full:
+    std::chrono::milliseconds headTimeout = std::chrono::seconds(30);
+    // The longest pause between the bytes of a request body:
+    std::chrono::milliseconds bodyTimeout = std::chrono::seconds(30);
+    // A kept-alive connection waiting for its next request; also the longest
+    // a client may take to read an answer:
+    std::chrono::milliseconds idleTimeout = std::chrono::seconds(60);
+
+    // Connections open at once; beyond it, new connections wait (in the
+    // listening socket's backlog) until others close. WebSocket sessions
+    // count too.
+    std::size_t maxConnections = 10000;
     // When set, the server speaks HTTPS (and wss): every connection starts
     // with a TLS handshake using this context (certificate and key loaded),
     // then carries the same HTTP. A failed handshake closes that connection

@@ -1,6 +1,7 @@
 #include <tools/local/server/detail/Connection.h>
 
 #include <tools/local/server/AsciiText.h>
+#include <tools/local/server/RequestFraming.h>
 #include <tools/local/server/detail/WebSocketConnection.h>
 
 #include <boost/asio/dispatch.hpp>
@@ -29,6 +30,9 @@ using tcp = asio::ip::tcp;
 // and one pass through the parser per MiB. (Beast's own read functions read
 // at most 64 KiB at a time.)
 constexpr std::size_t kReadSize = 1 << 20;
+// Heads and small bodies are read in pieces this small, so that a connection
+// waiting for its next request holds little memory.
+constexpr std::size_t kHeadReadSize = 8 << 10;
 
 // Before closing after a final answer, the server stops sending and reads
 // (and drops) what the client still sends, for a while. Closing a socket with
@@ -37,9 +41,6 @@ constexpr std::size_t kReadSize = 1 << 20;
 constexpr std::chrono::seconds kLingerTime{2};
 constexpr std::size_t kMaxLingerBytes = 64 << 20;
 constexpr std::size_t kLingerReadSize = 64 << 10;
-
-// A client that connects and never completes its TLS handshake.
-constexpr std::chrono::seconds kHandshakeTime{30};
 
 template <class Stream> constexpr bool kIsTls = std::is_same_v<Stream, TlsStream>;
 
@@ -79,9 +80,10 @@ bool isFramingHeader(const Header& header)
 
 template <class Stream>
 Connection<Stream>::Connection(Stream stream, ServerContext& context, std::uint64_t serial)
-    : m_stream(std::move(stream)), m_context(context), m_serial(serial),
+    : m_stream(std::move(stream)), m_context(context), m_slot(context.openConnections), m_serial(serial),
       m_localAddress(endpointText(beast::get_lowest_layer(m_stream).socket(), true)),
-      m_remoteAddress(endpointText(beast::get_lowest_layer(m_stream).socket(), false)), m_pause(m_stream.get_executor())
+      m_remoteAddress(endpointText(beast::get_lowest_layer(m_stream).socket(), false)),
+      m_deadline(m_stream.get_executor()), m_pause(m_stream.get_executor())
 {
 }
 
@@ -90,7 +92,7 @@ template <class Stream> void Connection<Stream>::start()
     // Onto the connection's thread before touching the socket.
     asio::dispatch(m_stream.get_executor(), [self = this->shared_from_this()] {
         if constexpr (kIsTls<Stream>) {
-            beast::get_lowest_layer(self->m_stream).expires_after(kHandshakeTime);
+            beast::get_lowest_layer(self->m_stream).expires_after(self->m_context.options.headTimeout);
             self->m_stream.async_handshake(asio::ssl::stream_base::server,
                                            [self](beast::error_code error) { self->onHandshake(error); });
         } else {
@@ -125,14 +127,72 @@ template <class Stream> tcp::socket& Connection<Stream>::socket()
     return beast::get_lowest_layer(m_stream).socket();
 }
 
+template <class Stream> void Connection<Stream>::arm(Phase phase)
+{
+    const ServerOptions& options = m_context.options;
+    m_armedPhase = phase;
+    m_deadline.expires_after(phase == Phase::Head   ? options.headTimeout
+                             : phase == Phase::Body ? options.bodyTimeout
+                                                    : options.idleTimeout);
+    // A weak pointer: a pending deadline must not keep a closed connection.
+    m_deadline.async_wait([weak = this->weak_from_this()](beast::error_code error) {
+        const auto self = weak.lock();
+        if (error || !self) {
+            return;
+        }
+        // The pending read or write ends with operation_aborted; its handler
+        // sees m_timedOut.
+        self->m_timedOut = true;
+        beast::error_code ignored;
+        self->socket().cancel(ignored);
+    });
+}
+
+template <class Stream> void Connection<Stream>::disarm()
+{
+    m_armedPhase = Phase::Unarmed;
+    m_deadline.cancel();
+}
+
+template <class Stream> void Connection<Stream>::onTimeout()
+{
+    const ServerOptions& options = m_context.options;
+    std::string message;
+    if (m_phase == Phase::Head) {
+        message = "the request head did not arrive within " + std::to_string(options.headTimeout.count()) + " ms";
+    } else if (m_phase == Phase::Body) {
+        message = "the request body stalled for " + std::to_string(options.bodyTimeout.count()) + " ms";
+        recordCutOff("408 (" + message + ")");
+    } else {
+        // An idle kept-alive connection, or a client that does not read its
+        // answer: nothing to say.
+        closeNow();
+        return;
+    }
+    m_timedOut = false;
+    Response response = Response::error(408, message);
+    response.headers.push_back({"Connection", "close"});
+    sendResponse(std::move(response));
+}
+
 template <class Stream> void Connection<Stream>::readRequest()
 {
     m_recorder.reset();
     m_request = RecordedRequest{};
     m_headerDone = false;
+    m_headBytes = 0;
+    // The first request's head is due from the connection's start; later
+    // ones from their first byte, after an idle wait.
+    m_phase = m_firstRequest || m_buffer.size() > 0 ? Phase::Head : Phase::Idle;
+    m_firstRequest = false;
+    if (m_buffer.size() == 0 && m_buffer.capacity() > kHeadReadSize) {
+        // Gives back what a large body took.
+        m_buffer.shrink_to_fit();
+    }
     m_parser.emplace();
-    m_parser->header_limit(static_cast<std::uint32_t>(
-        std::min<std::size_t>(m_context.options.maxHeaderBytes, std::numeric_limits<std::uint32_t>::max())));
+    // The server checks the head's size itself (see parseBuffered), exactly;
+    // Beast's own limit lets some heads above it through.
+    m_parser->header_limit(std::numeric_limits<std::uint32_t>::max());
     // No limit: bodies stream. (Beast 1.74 compares a Content-Length against
     // an absent limit as if it exceeded it, hence the largest value rather
     // than boost::none.)
@@ -159,12 +219,20 @@ template <class Reader> struct ContinueReading {
 
 template <class Stream> void Connection<Stream>::readMore()
 {
-    m_stream.async_read_some(m_buffer.prepare(kReadSize),
+    // The head time-out runs from the head's start; the body's between reads.
+    if (m_phase != m_armedPhase || m_phase == Phase::Body) {
+        arm(m_phase);
+    }
+    m_stream.async_read_some(m_buffer.prepare(m_phase == Phase::Body ? kReadSize : kHeadReadSize),
                              ContinueReading<Connection>{this->shared_from_this(), &Connection::onRead});
 }
 
 template <class Stream> void Connection<Stream>::onRead(beast::error_code error, std::size_t size)
 {
+    if (m_timedOut) {
+        onTimeout();
+        return;
+    }
     if (error) {
         // Between requests this is the client closing its connection; inside
         // one, the client gave up on it.
@@ -175,6 +243,9 @@ template <class Stream> void Connection<Stream>::onRead(beast::error_code error,
         return;
     }
     m_buffer.commit(size);
+    if (m_phase == Phase::Idle) {
+        m_phase = Phase::Head;
+    }
     parseBuffered();
 }
 
@@ -191,7 +262,15 @@ template <class Stream> void Connection<Stream>::parseBuffered()
         beast::error_code error;
         const std::size_t used = m_parser->put(m_buffer.data(), error);
         m_buffer.consume(used);
+        if (!m_headerDone) {
+            m_headBytes += used;
+        }
         if (error == http::error::need_more) {
+            // Every byte buffered belongs to the head, which is not complete.
+            if (!m_headerDone && m_headBytes + m_buffer.size() > m_context.options.maxHeaderBytes) {
+                rejectMalformed(http::error::header_limit);
+                return;
+            }
             break;
         }
         if (error) {
@@ -199,7 +278,12 @@ template <class Stream> void Connection<Stream>::parseBuffered()
             return;
         }
         if (!m_headerDone && m_parser->is_header_done()) {
+            if (m_headBytes > m_context.options.maxHeaderBytes) {
+                rejectMalformed(http::error::header_limit);
+                return;
+            }
             m_headerDone = true;
+            m_phase = Phase::Body;
             onHeader();
             return;
         }
@@ -219,6 +303,13 @@ template <class Stream> void Connection<Stream>::onHeader()
     }
     for (const auto& field : message) {
         m_request.headers.push_back({toString(field.name_string()), toString(field.value())});
+    }
+    const std::string problem = framingProblem(m_request.headers);
+    if (!problem.empty()) {
+        Response response = Response::error(400, "malformed request: " + problem);
+        response.headers.push_back({"Connection", "close"});
+        sendResponse(std::move(response));
+        return;
     }
     m_request.localAddress = m_localAddress;
     m_request.remoteAddress = m_remoteAddress;
@@ -255,6 +346,8 @@ template <class Stream> void Connection<Stream>::onHeader()
 
 template <class Stream> void Connection<Stream>::onRequestComplete()
 {
+    m_phase = Phase::Busy;
+    disarm();
     m_recorder->finish(true);
     m_parser->get().body().recorder = nullptr;
     m_recorder.reset();
@@ -361,8 +454,8 @@ template <class Stream> void Connection<Stream>::answerWebSocket()
     }
     logOutcome("101 (WebSocket)");
     typename WebSocketConnection<Stream>::Upgrade upgrade(std::move(m_parser->get().base()));
-    const auto webSocket = std::make_shared<WebSocketConnection<Stream>>(std::move(m_stream), m_context, *m_webSocket,
-                                                                         m_request, std::move(upgrade));
+    const auto webSocket = std::make_shared<WebSocketConnection<Stream>>(
+        std::move(m_stream), std::move(m_slot), m_context, *m_webSocket, m_request, std::move(upgrade));
     webSocket->start();
 }
 
@@ -404,6 +497,8 @@ template <class Stream> void Connection<Stream>::sendResponse(Response response)
     }
     m_response.keep_alive(keepAlive);
     logOutcome(std::to_string(response.status));
+    m_phase = Phase::Writing;
+    arm(Phase::Writing);
     http::async_write(m_stream, m_response,
                       [self = this->shared_from_this(), keepAlive](beast::error_code error, std::size_t) {
                           if (error) {
@@ -446,6 +541,7 @@ template <class Stream> void Connection<Stream>::rejectMalformed(beast::error_co
 
 template <class Stream> void Connection<Stream>::closeGracefully()
 {
+    disarm(); // the linger has a limit of its own
     beast::get_lowest_layer(m_stream).expires_after(kLingerTime);
     if constexpr (kIsTls<Stream>) {
         // Sends close_notify and waits (a while) for the client's.
@@ -471,6 +567,7 @@ template <class Stream> void Connection<Stream>::drain(std::size_t drainedSoFar)
 
 template <class Stream> void Connection<Stream>::closeNow()
 {
+    disarm();
     beast::error_code ignored;
     socket().shutdown(tcp::socket::shutdown_both, ignored);
     beast::get_lowest_layer(m_stream).close();

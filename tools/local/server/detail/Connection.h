@@ -41,7 +41,13 @@ public:
 private:
     using RequestParser = boost::beast::http::request_parser<StreamedBody>;
 
+    // What the connection waits for, which tells the time-out that applies.
+    enum class Phase { Unarmed, Idle, Head, Body, Busy, Writing };
+
     boost::asio::ip::tcp::socket& socket();
+    void arm(Phase phase);
+    void disarm();
+    void onTimeout();
     void onHandshake(boost::beast::error_code error);
     void readRequest();
     void readMore();
@@ -66,6 +72,7 @@ private:
 
     Stream m_stream;
     ServerContext& m_context;
+    ConnectionSlot m_slot;
     const std::uint64_t m_serial;
     const std::string m_localAddress;
     const std::string m_remoteAddress;
@@ -73,6 +80,14 @@ private:
     boost::beast::flat_buffer m_buffer;
     std::optional<RequestParser> m_parser;
     bool m_headerDone = false;
+    bool m_firstRequest = true;
+    std::size_t m_headBytes = 0; // of the current head, parsed so far
+    Phase m_phase = Phase::Head;
+    Phase m_armedPhase = Phase::Unarmed;
+    bool m_timedOut = false;
+    // The connection's own deadline rather than the stream's: a Beast stream
+    // closes its socket on a time-out, which would leave no way to answer 408.
+    boost::asio::steady_timer m_deadline;
     RecordedRequest m_request;
     std::optional<BodyRecorder> m_recorder;
     Handler m_handler;

@@ -6,6 +6,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -29,6 +30,8 @@ public:
 
 private:
     void acceptNext();
+    void waitThenAccept(std::chrono::milliseconds pause);
+    void onAcceptFailed(const boost::system::error_code& error);
     void startConnection(boost::asio::ip::tcp::socket socket);
 
     const std::vector<boost::asio::io_context*> m_connectionContexts;
@@ -36,6 +39,10 @@ private:
     boost::asio::ip::tcp::acceptor m_acceptor;
     boost::asio::steady_timer m_retryTimer;
     ServerContext& m_context;
+    // Only touched by the listener's own thread, like m_nextContext.
+    std::chrono::milliseconds m_retryPause{50};
+    bool m_capReported = false;
+    bool m_outOfDescriptorsReported = false;
 };
 
 } // namespace lithmar::local::detail

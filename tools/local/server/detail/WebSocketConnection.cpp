@@ -20,9 +20,10 @@ namespace websocket = beast::websocket;
 } // namespace
 
 template <class Stream>
-WebSocketConnection<Stream>::WebSocketConnection(Stream stream, ServerContext& context, const WebSocketHandler& handler,
-                                                 RecordedRequest request, Upgrade upgrade)
-    : m_socket(std::move(stream)), m_context(context), m_handler(handler),
+WebSocketConnection<Stream>::WebSocketConnection(Stream stream, ConnectionSlot slot, ServerContext& context,
+                                                 const WebSocketHandler& handler, RecordedRequest request,
+                                                 Upgrade upgrade)
+    : m_socket(std::move(stream)), m_context(context), m_slot(std::move(slot)), m_handler(handler),
       m_session(std::make_shared<WebSocketSession>(std::move(request))), m_upgrade(std::move(upgrade))
 {
 }

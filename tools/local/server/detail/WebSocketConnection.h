@@ -26,8 +26,8 @@ class WebSocketConnection : public WebSocketChannel, public std::enable_shared_f
 public:
     using Upgrade = boost::beast::http::request<boost::beast::http::empty_body>;
 
-    WebSocketConnection(Stream stream, ServerContext& context, const WebSocketHandler& handler, RecordedRequest request,
-                        Upgrade upgrade);
+    WebSocketConnection(Stream stream, ConnectionSlot slot, ServerContext& context, const WebSocketHandler& handler,
+                        RecordedRequest request, Upgrade upgrade);
     // Reports the end to the handler when the server stopped mid-session.
     ~WebSocketConnection() override;
 
@@ -53,6 +53,7 @@ private:
 
     boost::beast::websocket::stream<Stream> m_socket;
     ServerContext& m_context;
+    const ConnectionSlot m_slot;
     const WebSocketHandler m_handler;
     const std::shared_ptr<WebSocketSession> m_session;
     const Upgrade m_upgrade;

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <tools/local/server/RecordedRequest.h>
+
+#include <string>
+#include <vector>
+
+namespace lithmar::local {
+
+// Why a request head breaks HTTP/1.1's rules for a message's framing and
+// routing, "" when it does not: more than one Host, Content-Length beside
+// Transfer-Encoding, Content-Length values that differ, a Transfer-Encoding
+// that does not end in chunked (or applies it twice). Such a request must be
+// answered 400 and its connection closed: another party on the way (a
+// proxy) may read its bounds differently, and the bytes that follow it
+// cannot be trusted to be the next request.
+std::string framingProblem(const std::vector<Header>& headers);
+
+} // namespace lithmar::local
