@@ -27,7 +27,9 @@ struct Notification {
 // Each queue keeps its last `capacity` notifications; a client further
 // behind skips to the oldest one kept. A client that starts afresh (index
 // -1) is sent back the notifications of the last `replayWindow`, so that a
-// result published just before its first request is not lost to it.
+// result published just before its first request is not lost to it. The
+// window is short because a polling client takes one notification per
+// five-second cycle: each result replayed to a new process delays its own.
 //
 // Thread-safe. Publishing is serialised, so that every subscriber sees its
 // user's notifications in index order; subscribers are called on the
@@ -36,7 +38,7 @@ class NotificationQueues {
 public:
     struct Options {
         std::size_t capacity = 1000;
-        std::chrono::seconds replayWindow{60};
+        std::chrono::seconds replayWindow{5};
     };
     using Subscriber = std::function<void(const Notification& notification)>;
 
