@@ -5,10 +5,11 @@
 
 #include <lithmar/exchange/api/DataExchangeApi.h>
 #include <lithmar/runtime/ApiException.h>
-#include <lithmar/runtime/JsonBody.h>
 #include <lithmar/runtime/Utf8.h>
 
 #include <tools/local/exchange/LocalPlatform.h>
+
+#include <tests/exchange/PlatformSignIn.h>
 
 #include <gtest/gtest.h>
 
@@ -20,16 +21,14 @@ namespace sdk = com::vantorel::lithmar;
 namespace api = sdk::exploration::api;
 namespace model = sdk::exploration::model;
 namespace local = ::lithmar::local;
+namespace test = ::lithmar::test;
 using namespace std::chrono_literals;
 
 namespace {
 
 local::LocalPlatformOptions platformMode()
 {
-    local::LocalPlatformOptions options;
-    options.platformMode = true;
-    options.users = {{"ada", "s3cret"}};
-    options.passwordHashIterations = 1000;
+    auto options = test::platformModeWithOneUser();
     // Results are published by the test.
     options.jobWorkers = 0;
     return options;
@@ -43,22 +42,7 @@ protected:
         // The socket client trusts what OpenSSL's default paths name.
         setenv("SSL_CERT_FILE", platform.caCertificate().c_str(), 1);
         configuration->setBaseUrl(sdk::fromUtf8(platform.exchangeUrl()));
-        configuration->getHttpConfig().set_ssl_context_callback(
-            [ca = platform.caCertificate()](boost::asio::ssl::context& context) { context.load_verify_file(ca); });
-    }
-
-    void signIn()
-    {
-        auto signIn = std::make_shared<sdk::ApiConfiguration>(*configuration);
-        signIn->setBaseUrl(sdk::fromUtf8(platform.signInUrl()));
-        const auto body = web::json::value::parse(R"({"user":"ada","password":"s3cret"})");
-        const auto response =
-            sdk::ApiClient(signIn)
-                .callApi(L"", L"POST", {}, std::make_shared<sdk::JsonBody>(body), {}, {}, {}, L"application/json")
-                .get();
-        ASSERT_EQ(response.status_code(), 200);
-        const std::string cookies = response.headers().find("Set-Cookie")->second;
-        configuration->getDefaultHeaders()[L"Cookie"] = sdk::fromUtf8(cookies.substr(0, cookies.find(';')));
+        test::trustPlatformCa(*configuration, platform);
     }
 
     std::shared_ptr<model::TerrainUploadCommand> terrain(api::DataExchangeApi& exchange)
@@ -80,7 +64,7 @@ protected:
 
 TEST_F(UploadPlatformMode, TheSignedInUsersResultArrivesThroughTheSocket)
 {
-    signIn();
+    test::signIn(configuration, platform);
     api::DataExchangeApi exchange(std::make_shared<sdk::ApiClient>(configuration));
     exchange.setAsyncResponseTimeOut(60);
     auto upload = exchange.uploadTerrain(terrain(exchange));

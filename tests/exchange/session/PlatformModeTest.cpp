@@ -11,22 +11,16 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
+#include <tests/exchange/PlatformSignIn.h>
+
 #include <gtest/gtest.h>
 
 namespace sdk = com::vantorel::lithmar;
 namespace api = sdk::exploration::api;
 namespace local = ::lithmar::local;
+namespace test = ::lithmar::test;
 
 namespace {
-
-local::LocalPlatformOptions platformMode()
-{
-    local::LocalPlatformOptions options;
-    options.platformMode = true;
-    options.users = {{"ada", "s3cret"}};
-    options.passwordHashIterations = 1000;
-    return options;
-}
 
 class PlatformModeTest : public testing::Test {
 protected:
@@ -35,24 +29,7 @@ protected:
         platform.start();
         ASSERT_EQ(platform.exchangeUrl().rfind("https://", 0), 0u) << platform.exchangeUrl();
         configuration->setRetryPolicy(sdk::RetryPolicy::none());
-        configuration->getHttpConfig().set_ssl_context_callback(
-            [ca = platform.caCertificate()](boost::asio::ssl::context& context) { context.load_verify_file(ca); });
-    }
-
-    // Signs in as the host application would, and keeps the session cookie
-    // in the configuration's "Cookie" default header.
-    void signIn()
-    {
-        auto signIn = std::make_shared<sdk::ApiConfiguration>(*configuration);
-        signIn->setBaseUrl(sdk::fromUtf8(platform.signInUrl()));
-        const auto body = web::json::value::parse(R"({"user":"ada","password":"s3cret"})");
-        const auto response =
-            sdk::ApiClient(signIn)
-                .callApi(L"", L"POST", {}, std::make_shared<sdk::JsonBody>(body), {}, {}, {}, L"application/json")
-                .get();
-        ASSERT_EQ(response.status_code(), 200);
-        const std::string cookies = response.headers().find("Set-Cookie")->second;
-        configuration->getDefaultHeaders()[L"Cookie"] = sdk::fromUtf8(cookies.substr(0, cookies.find(';')));
+        test::trustPlatformCa(*configuration, platform);
     }
 
     std::wstring user() { return sdk::UserNameService::getUser(api::userServiceUrl({}, own()), configuration).get(); }
@@ -62,13 +39,13 @@ protected:
     }
     std::string own() const { return platform.exchangeUrl(); }
 
-    local::LocalPlatform platform{platformMode()};
+    local::LocalPlatform platform{test::platformModeWithOneUser()};
     std::shared_ptr<sdk::ApiConfiguration> configuration = std::make_shared<sdk::ApiConfiguration>();
 };
 
 TEST_F(PlatformModeTest, SignedInSessionYieldsItsUserAndATicketThePlatformRecognises)
 {
-    signIn();
+    test::signIn(configuration, platform);
     EXPECT_EQ(user(), L"ada");
     const std::string issued = sdk::toUtf8(ticket());
     EXPECT_EQ(issued.rfind("ST-", 0), 0u) << issued;
