@@ -41,13 +41,15 @@ TEST_F(HttpServerBadInputTest, Answers400AndClosesOnMalformedRequests)
     };
     const Case cases[] = {
         {"not HTTP", "HELLO THERE\r\n\r\n", false},
+        {"HTTP/1.1 without Host", "GET / HTTP/1.1\r\n\r\n", false},
         {"binary garbage", std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03\r\n\r\n", 16), false},
         {"header line without colon", "GET / HTTP/1.1\r\nHost: x\r\nNo colon here\r\n\r\n", false},
         {"space in the target", "GET /a b HTTP/1.1\r\nHost: x\r\n\r\n", false},
         {"bad Content-Length", "POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 12abc\r\n\r\n", false},
         {"two Content-Lengths", "POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab", false},
         {"bad chunk size", "POST /c HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", true},
-        {"chunk without its CRLF", "POST /c HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabcX\r\n0\r\n\r\n", true},
+        {"chunk without its CRLF",
+         "POST /c HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabcX\r\n0\r\n\r\n", true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.description);
@@ -97,9 +99,13 @@ TEST_F(HttpServerBadInputTest, RecordsARequestCutOffMidBodyAndKeepsServing)
         std::string bodyPart;
     };
     const Case cases[] = {
-        {"Content-Length", "PUT /files/a HTTP/1.1\r\nHost: x\r\nContent-Length: 1000000\r\n\r\n", std::string(100, 'a')},
-        {"chunked", "PUT /files/b HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n", "64\r\n" + std::string(50, 'b')},
-        {"multipart", "POST /files/c HTTP/1.1\r\nContent-Type: multipart/form-data; boundary=B\r\nContent-Length: 500\r\n\r\n",
+        {"Content-Length", "PUT /files/a HTTP/1.1\r\nHost: x\r\nContent-Length: 1000000\r\n\r\n",
+         std::string(100, 'a')},
+        {"chunked", "PUT /files/b HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n\r\n",
+         "64\r\n" + std::string(50, 'b')},
+        {"multipart",
+         "POST /files/c HTTP/1.1\r\nHost: x\r\nContent-Type: multipart/form-data; boundary=B\r\nContent-Length: "
+         "500\r\n\r\n",
          "--B\r\nContent-Disposition: form-data; name=\"f\"\r\n\r\nsome data"},
     };
     for (const Case& c : cases) {

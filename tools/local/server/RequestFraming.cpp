@@ -43,8 +43,11 @@ std::size_t countOf(const std::vector<Header>& headers, std::string_view name)
 
 } // namespace
 
-std::string framingProblem(const std::vector<Header>& headers)
+std::string framingProblem(const std::vector<Header>& headers, unsigned version)
 {
+    if (version >= 11 && countOf(headers, "Host") == 0) {
+        return "no Host header";
+    }
     if (countOf(headers, "Host") > 1) {
         return "more than one Host header";
     }

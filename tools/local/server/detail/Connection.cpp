@@ -304,7 +304,7 @@ template <class Stream> void Connection<Stream>::onHeader()
     for (const auto& field : message) {
         m_request.headers.push_back({toString(field.name_string()), toString(field.value())});
     }
-    const std::string problem = framingProblem(m_request.headers);
+    const std::string problem = framingProblem(m_request.headers, message.version());
     if (!problem.empty()) {
         Response response = Response::error(400, "malformed request: " + problem);
         response.headers.push_back({"Connection", "close"});
