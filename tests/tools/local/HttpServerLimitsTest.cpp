@@ -139,6 +139,11 @@ TEST(HttpServerConnectionCapTest, AnswersANewRequestWhileIdleConnectionsFillTheC
 // normal request still gets its answer and that stderr says so once.
 TEST(HttpServerDescriptorTest, BacksOffWhenDescriptorsRunOutAndSaysSoOnce)
 {
+#ifdef LITHMAR_UNDEFINED_SANITIZER
+    // Its vptr check opens a pipe to probe memory: without a free descriptor
+    // it reports valid objects as broken and stops the server.
+    GTEST_SKIP() << "needs descriptors that UndefinedBehaviorSanitizer's own checks take";
+#endif
     char logPath[] = "/tmp/lithmar-descriptors-XXXXXX";
     const int logFile = mkstemp(logPath);
     ASSERT_GE(logFile, 0);
