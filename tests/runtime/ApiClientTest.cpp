@@ -12,6 +12,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <fstream>
 #include <thread>
 
@@ -82,14 +83,19 @@ TEST_F(ApiClientTest, JoinsBaseUrlPathAndQueryAsTheServerSeesThem)
 
 TEST_F(ApiClientTest, ReusesPooledConnectionsForSequentialCalls)
 {
+    constexpr int kCalls = 20;
     auto client = clientFor(server.baseUrl());
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < kCalls; ++i) {
         // A connection goes back to the pool once its answer's body is read.
         EXPECT_EQ(call(*client, L"GET", L"/ping").extract_utf8string(true).get(), "{}");
+        // cpprestsdk hands the connection back on one of its threads just
+        // after the body completes: a call that follows at once may open
+        // another one, and on a loaded machine it often does. A pause makes
+        // that rare; the bound below leaves room for it anyway.
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    // cpprestsdk hands a connection back to its pool just after the body
-    // completes, so a call that follows at once may still open a second one.
-    EXPECT_LE(server.acceptedConnections(), 3u);
+    // Without pooling every call would have its own connection.
+    EXPECT_LE(server.acceptedConnections(), static_cast<std::size_t>(kCalls / 4));
 }
 
 TEST_F(ApiClientTest, SharesConnectionsBetweenConcurrentCallsAndCopies)
