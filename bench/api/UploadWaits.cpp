@@ -15,6 +15,7 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
+#include "../common/Measures.h"
 #include "../common/ServerProcess.h"
 
 #include <cpprest/http_client.h>
@@ -55,17 +56,6 @@ local::Response publishNext(local::LocalPlatform& platform)
         }
     }
     return local::Response::error(404, "no job left to publish");
-}
-
-long statusField(const char* field)
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind(field, 0) == 0) {
-            return std::stol(line.substr(std::string(field).size()));
-        }
-    }
-    return -1;
 }
 
 struct Latency {
@@ -125,8 +115,8 @@ int main(int argc, char** argv)
     getSiteLatency(exchange, 200); // warm: connections, session, task pool
 
     const Latency idle = getSiteLatency(exchange, calls);
-    const long threadsIdle = statusField("Threads:");
-    const long rssIdle = statusField("VmRSS:");
+    const long threadsIdle = bench::statusField("Threads:");
+    const long rssIdle = bench::statusField("VmRSS:");
 
     std::vector<pplx::task<std::shared_ptr<model::UploadTerrainResult>>> uploads;
     const auto firing = Clock::now();
@@ -149,8 +139,8 @@ int main(int argc, char** argv)
     const long endedEarly = std::count_if(uploads.begin(), uploads.end(), [](auto& task) { return task.is_done(); });
 
     const Latency busy = getSiteLatency(exchange, calls);
-    const long threadsBusy = statusField("Threads:");
-    const long rssBusy = statusField("VmRSS:");
+    const long threadsBusy = bench::statusField("Threads:");
+    const long rssBusy = bench::statusField("VmRSS:");
 
     std::vector<double> deliveries;
     std::vector<bool> seen(uploads.size(), false);

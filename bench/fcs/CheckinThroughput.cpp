@@ -15,6 +15,7 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
+#include "../common/Measures.h"
 #include "../common/ServerProcess.h"
 
 #include <sys/resource.h>
@@ -85,8 +86,7 @@ void expectStored(const std::string& receipt, std::uint64_t bytes)
     }
 }
 
-double checkinWithFcsService(const std::shared_ptr<model::FcsFile>& slot, const std::string& path,
-                             std::uint64_t bytes)
+double checkinWithFcsService(const std::shared_ptr<model::FcsFile>& slot, const std::string& path, std::uint64_t bytes)
 {
     const auto started = Clock::now();
     const auto receipt = sdk::FcsService::checkin(slot, sdk::fromUtf8(path)).get();
@@ -98,9 +98,9 @@ double checkinWithFcsService(const std::shared_ptr<model::FcsFile>& slot, const 
 double checkinWithCurl(const std::shared_ptr<model::FcsFile>& slot, const std::string& path, std::uint64_t bytes,
                        const std::filesystem::path& answer)
 {
-    const std::string command = "curl -sS -o " + answer.string() + " -F __fcs__jobTicket=" +
-                                sdk::toUtf8(slot->getFcsFileTicket()) + " -F 'my-upload=@" + path +
-                                ";type=application/octet-stream' " + sdk::toUtf8(slot->getFcsFileUrl());
+    const std::string command = "curl -sS -o " + answer.string() +
+                                " -F __fcs__jobTicket=" + sdk::toUtf8(slot->getFcsFileTicket()) + " -F 'my-upload=@" +
+                                path + ";type=application/octet-stream' " + sdk::toUtf8(slot->getFcsFileUrl());
     const auto started = Clock::now();
     if (std::system(command.c_str()) != 0) {
         throw std::runtime_error("curl failed: " + command);
@@ -109,12 +109,6 @@ double checkinWithCurl(const std::shared_ptr<model::FcsFile>& slot, const std::s
     std::ifstream text(answer);
     expectStored(std::string((std::istreambuf_iterator<char>(text)), std::istreambuf_iterator<char>()), bytes);
     return seconds;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 } // namespace
@@ -161,12 +155,12 @@ int main(int argc, char** argv)
     getrusage(RUSAGE_SELF, &usage);
 
     const double gigabytes = static_cast<double>(bytes) / 1e9;
-    const double oursRate = gigabytes / median(ours);
-    const double curlRate = gigabytes / median(curl);
+    const double oursRate = gigabytes / bench::median(ours);
+    const double curlRate = gigabytes / bench::median(curl);
     std::printf("file: %llu MiB, rounds: %d (medians), HTTP on loopback\n", static_cast<unsigned long long>(mebibytes),
                 rounds);
-    std::printf("FcsService::checkin: %.2f GB/s (%.3f s)\n", oursRate, median(ours));
-    std::printf("curl -F:             %.2f GB/s (%.3f s)\n", curlRate, median(curl));
+    std::printf("FcsService::checkin: %.2f GB/s (%.3f s)\n", oursRate, bench::median(ours));
+    std::printf("curl -F:             %.2f GB/s (%.3f s)\n", curlRate, bench::median(curl));
     std::printf("FcsService / curl:   %.0f%%\n", 100.0 * oursRate / curlRate);
     std::printf("client peak RSS:     %.1f MiB\n", static_cast<double>(usage.ru_maxrss) / 1024.0);
     std::printf("file server CPU:     %.2f ns/byte (user + system, both clients' check-ins)\n",

@@ -8,6 +8,8 @@
 // resident size after them. The request log stays off, as in a program a
 // user leaves running.
 
+#include "../common/Measures.h"
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -70,20 +72,6 @@ Program startProgram(const char* path)
     return program;
 }
 
-long residentKiB(pid_t pid)
-{
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    std::string key;
-    while (status >> key) {
-        if (key == "VmRSS:") {
-            long kib = 0;
-            status >> kib;
-            return kib;
-        }
-    }
-    return -1;
-}
-
 int connectTo(std::uint16_t port)
 {
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
@@ -141,7 +129,7 @@ int main(int argc, char** argv)
     const Program program = startProgram(argv[1]);
     int status = 0;
     try {
-        std::printf("requests  RSS (MiB)\n%8d  %9.1f\n", 0, residentKiB(program.pid) / 1024.0);
+        std::printf("requests  RSS (MiB)\n%8d  %9.1f\n", 0, bench::statusField("VmRSS:", program.pid) / 1024.0);
         std::atomic<std::size_t> done{0};
         const auto start = std::chrono::steady_clock::now();
         std::vector<std::thread> clients;
@@ -157,7 +145,7 @@ int main(int argc, char** argv)
                     exchange(fd, buffer);
                     if (n % kReportEvery == 0) {
                         // Reported in order by whichever thread reaches it.
-                        std::printf("%8zu  %9.1f\n", n, residentKiB(program.pid) / 1024.0);
+                        std::printf("%8zu  %9.1f\n", n, bench::statusField("VmRSS:", program.pid) / 1024.0);
                     }
                 }
                 close(fd);
@@ -185,7 +173,7 @@ int main(int argc, char** argv)
         }
         std::this_thread::sleep_for(std::chrono::seconds(1));
         std::printf("after %zu connections opened and closed: %.1f MiB\n", connections,
-                    residentKiB(program.pid) / 1024.0);
+                    bench::statusField("VmRSS:", program.pid) / 1024.0);
     } catch (const std::exception& e) {
         std::cerr << "soak failed: " << e.what() << '\n';
         status = 1;

@@ -12,6 +12,7 @@
 
 #include <tools/local/server/HttpServer.h>
 
+#include "../common/Measures.h"
 #include "../common/ServerProcess.h"
 
 #include <sys/resource.h>
@@ -32,7 +33,8 @@ namespace {
 
 std::string makeFile(std::uint64_t bytes)
 {
-    const std::string path = (std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") + std::string("/upload-bench.bin");
+    const std::string path =
+        (std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") + std::string("/upload-bench.bin");
     std::string block(1 << 20, '\0');
     for (std::size_t i = 0; i < block.size(); ++i) {
         block[i] = static_cast<char>((i * 2654435761u) >> 13);
@@ -65,19 +67,13 @@ double sendWithApiClient(sdk::ApiClient& client, const std::string& path, std::u
 
 double sendWithCurl(const std::string& url, const std::string& path)
 {
-    const std::string command =
-        "curl -sS -o /dev/null -F __fcs__jobTicket=bench -F 'my-upload=@" + path + ";type=application/octet-stream' " + url;
+    const std::string command = "curl -sS -o /dev/null -F __fcs__jobTicket=bench -F 'my-upload=@" + path +
+                                ";type=application/octet-stream' " + url;
     const auto started = Clock::now();
     if (std::system(command.c_str()) != 0) {
         throw std::runtime_error("curl failed: " + command);
     }
     return std::chrono::duration<double>(Clock::now() - started).count();
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 } // namespace
@@ -115,11 +111,11 @@ int main(int argc, char** argv)
     getrusage(RUSAGE_SELF, &usage);
 
     const double gigabytes = static_cast<double>(bytes) / 1e9;
-    const double oursRate = gigabytes / median(ours);
-    const double curlRate = gigabytes / median(curl);
+    const double oursRate = gigabytes / bench::median(ours);
+    const double curlRate = gigabytes / bench::median(curl);
     std::printf("file: %llu MiB, rounds: %d (medians)\n", static_cast<unsigned long long>(mebibytes), rounds);
-    std::printf("ApiClient: %.2f GB/s (%.3f s)\n", oursRate, median(ours));
-    std::printf("curl -F:   %.2f GB/s (%.3f s)\n", curlRate, median(curl));
+    std::printf("ApiClient: %.2f GB/s (%.3f s)\n", oursRate, bench::median(ours));
+    std::printf("curl -F:   %.2f GB/s (%.3f s)\n", curlRate, bench::median(curl));
     std::printf("ApiClient / curl: %.0f%%\n", 100.0 * oursRate / curlRate);
     std::printf("client peak RSS: %.1f MiB\n", static_cast<double>(usage.ru_maxrss) / 1024.0);
 
