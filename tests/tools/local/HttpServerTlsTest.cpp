@@ -1,113 +1,137 @@
 #include <tools/local/server/HttpServer.h>
 
-#include "AsyncClient.h"
-#include "RawClient.h"
-#include "TestTls.h"
+#include <tests/support/Certificates.h>
+#include <tests/support/RawClient.h>
+#include <tests/support/WebSocketClient.h>
 
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
-#include <boost/beast/http/write.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
+#include <boost/beast/websocket/error.hpp>
 
 #include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
 
 namespace lithmar::local {
 namespace {
 
-namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace http = beast::http;
-using testing::awaitOperation;
-using testing::RawClient;
-using testing::requestText;
+namespace websocket = boost::beast::websocket;
+using test::RawClient;
+using test::requestText;
 
-// An HTTPS client speaking through Beast, one request at a time.
-class TlsClient {
-public:
-    // The error of connecting and the TLS handshake.
-    beast::error_code connect(std::uint16_t port)
-    {
-        const asio::ip::tcp::endpoint endpoint(asio::ip::make_address("127.0.0.1"), port);
-        if (auto error = awaitOperation(
-                m_io, [&](auto done) { beast::get_lowest_layer(m_stream).async_connect(endpoint, done); })) {
-            return error;
-        }
-        return awaitOperation(m_io, [&](auto done) { m_stream.async_handshake(asio::ssl::stream_base::client, done); });
-    }
-
-    http::response<http::string_body> get(const std::string& target)
-    {
-        http::request<http::empty_body> request(http::verb::get, target, 11);
-        request.set(http::field::host, "127.0.0.1");
-        EXPECT_FALSE(awaitOperation(m_io, [&](auto done) { http::async_write(m_stream, request, done); }));
-        http::response<http::string_body> response;
-        EXPECT_FALSE(awaitOperation(m_io, [&](auto done) { http::async_read(m_stream, m_buffer, response, done); }));
-        return response;
-    }
-
-private:
-    asio::io_context m_io;
-    asio::ssl::context m_tls = testing::trustingClientTls();
-    beast::ssl_stream<beast::tcp_stream> m_stream{m_io, m_tls};
-    beast::flat_buffer m_buffer;
-};
-
-class HttpServerTlsTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        server.route("GET", "/{rest...}", [](const RecordedRequest& r) {
-            return Response{200, "", {}, "tls " + r.path};
-        });
-        server.start();
-    }
-
-    static ServerOptions tlsOptions()
-    {
-        ServerOptions options;
-        options.tls = testing::selfSignedServerTls();
-        return options;
-    }
-
-    HttpServer server{tlsOptions()};
-};
-
-TEST_F(HttpServerTlsTest, AnswersOverTlsOnAKeptAliveConnection)
+ServerOptions withTls(bool tls)
 {
-    EXPECT_EQ(server.baseUrl(), "https://127.0.0.1:" + std::to_string(server.port()));
-    TlsClient client;
-    ASSERT_FALSE(client.connect(server.port()));
-    EXPECT_EQ(client.get("/a").body(), "tls /a");
-    EXPECT_EQ(client.get("/b").body(), "tls /b");
-    EXPECT_EQ(server.acceptedConnections(), 1u);
+    ServerOptions options;
+    options.tls = tls ? test::serverTls() : nullptr;
+    return options;
 }
 
-TEST_F(HttpServerTlsTest, ClosesAConnectionWithoutTlsAndServesTheNext)
+TEST(HttpServerTlsTest, KeepsConnectionsAliveOverTlsAndRefusesOthers)
 {
+    HttpServer server(withTls(true));
+    server.route("GET", "/{rest...}", [](const RecordedRequest& r) { return Response{200, "", {}, "tls " + r.path}; });
+    server.start();
+    EXPECT_EQ(server.baseUrl(), "https://127.0.0.1:" + std::to_string(server.port()));
     RawClient plain(server.port());
     plain.send(requestText("GET", "/a"));
     // At most a TLS alert comes back, never an HTTP answer.
     EXPECT_EQ(plain.readUntilClosed().find("HTTP/"), std::string::npos);
+    server.scriptRawConnections("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    EXPECT_THROW(RawClient(server.port(), "127.0.0.1", true), std::runtime_error); // its handshake fails
     EXPECT_TRUE(server.requests().empty());
 
-    TlsClient client;
-    ASSERT_FALSE(client.connect(server.port()));
-    EXPECT_EQ(client.get("/a").result_int(), 200u);
+    RawClient client(server.port(), "127.0.0.1", true);
+    client.send(requestText("GET", "/a") + requestText("GET", "/b"));
+    EXPECT_EQ(client.readResponse().body, "tls /a");
+    EXPECT_EQ(client.readResponse().body, "tls /b");
+    EXPECT_EQ(server.requests().at(1).connection, server.requests().at(0).connection);
 }
 
-TEST_F(HttpServerTlsTest, RawConnectionFailsTheClientsHandshake)
-{
-    server.scriptRawConnections("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-    TlsClient broken;
-    EXPECT_TRUE(broken.connect(server.port()));
+// Every WebSocket test runs over plain TCP and over TLS.
+class HttpServerWebSocketTest : public ::testing::TestWithParam<bool> {
+protected:
+    void SetUp() override
+    {
+        WebSocketHandler echo;
+        echo.onOpen = [this](std::shared_ptr<WebSocketSession> session) { opened.set_value(std::move(session)); };
+        echo.onMessage = [](WebSocketSession& session, std::string text) {
+            session.send(session.request().params.at("room") + ":" + session.request().query + ":" + text);
+        };
+        echo.onClose = [this](WebSocketSession&) { closed.set_value(); };
+        server.webSocket("/echo/{room}", echo);
+        WebSocketHandler refusing;
+        refusing.accept = [](const RecordedRequest&) { return std::optional(Response::error(401, "who are you?")); };
+        server.webSocket("/members-only", refusing);
+        server.route("POST", "/members-only", [](const RecordedRequest&) { return Response{}; });
+        server.start();
+    }
 
-    TlsClient client;
-    ASSERT_FALSE(client.connect(server.port()));
-    EXPECT_EQ(client.get("/a").result_int(), 200u);
+    std::shared_ptr<WebSocketSession> openedSession()
+    {
+        return openedFuture.wait_for(std::chrono::seconds(20)) == std::future_status::ready ? openedFuture.get() : nullptr;
+    }
+
+    bool sessionClosed() { return closed.get_future().wait_for(std::chrono::seconds(20)) == std::future_status::ready; }
+
+    // Before the server, which reports to them until it is destroyed.
+    std::promise<std::shared_ptr<WebSocketSession>> opened;
+    std::future<std::shared_ptr<WebSocketSession>> openedFuture = opened.get_future();
+    std::promise<void> closed;
+    HttpServer server{withTls(GetParam())};
+};
+
+INSTANTIATE_TEST_SUITE_P(PlainAndTls, HttpServerWebSocketTest, ::testing::Bool(),
+                         [](const auto& test) { return test.param ? "Tls" : "Plain"; });
+
+TEST_P(HttpServerWebSocketTest, EchoesThenSendsFromAnotherThreadInOrderAndCloses)
+{
+    test::WebSocketClient client(server.port(), GetParam());
+    ASSERT_FALSE(client.open("/echo/r1?user=u"));
+    EXPECT_EQ(server.requests().at(0).path, "/echo/r1");
+    client.write("hi");
+    EXPECT_EQ(client.read().text, "r1:user=u:hi");
+    const auto session = openedSession();
+    ASSERT_TRUE(session);
+    constexpr int kMessages = 200;
+    std::thread sender([&] {
+        for (int i = 0; i < kMessages; ++i) {
+            session->send(std::to_string(i));
+        }
+        session->close(4001, "done");
+    });
+    for (int i = 0; i < kMessages; ++i) {
+        ASSERT_EQ(client.read().text, std::to_string(i));
+    }
+    EXPECT_EQ(client.read().error, websocket::error::closed);
+    EXPECT_EQ(client.closeReason().code, 4001);
+    EXPECT_EQ(client.closeReason().reason, "done");
+    sender.join();
+    EXPECT_TRUE(sessionClosed());
+    EXPECT_FALSE(session->isOpen());
+}
+
+TEST_P(HttpServerWebSocketTest, RefusesUpgradesAsAcceptSaysAndPlainRequestsWith426AndStopEndsSessions)
+{
+    test::WebSocketClient refused(server.port(), GetParam());
+    websocket::response_type response;
+    EXPECT_EQ(refused.open("/members-only", &response), websocket::error::upgrade_declined);
+    EXPECT_EQ(response.result_int(), 401u);
+    EXPECT_NE(response.body().find("who are you?"), std::string::npos);
+    const auto reply = test::httpCall(server.port(), "GET", "/echo/r1", {}, {}, GetParam());
+    EXPECT_EQ(reply.status, 426);
+    EXPECT_EQ(reply.header("Upgrade"), "websocket");
+    // Other methods go to the HTTP routes.
+    EXPECT_EQ(test::httpCall(server.port(), "POST", "/members-only", {}, {}, GetParam()).status, 200);
+
+    test::WebSocketClient client(server.port(), GetParam());
+    ASSERT_FALSE(client.open("/echo/r1"));
+    const auto session = openedSession();
+    ASSERT_TRUE(session);
+    server.stop();
+    EXPECT_TRUE(sessionClosed());
+    EXPECT_TRUE(client.read().error);
+    EXPECT_FALSE(session->isOpen());
+    session->send("into the void"); // does nothing once the server stopped
+    session->close();
 }
 
 } // namespace
