@@ -1,161 +1,87 @@
+// xchng: what failed, as an exit code and a message that says what to do (tables); answers printed as tables,
+// trees or JSON; downloads kept inside their directory; the platform session commands and the file that keeps
+// a session; uploads with plain progress lines off a terminal.
+
 #include "Cli.h"
 #include "Failure.h"
-#include "Table.h"
+#include "ProgressBar.h"
+#include "SessionFile.h"
 
 #include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/Utf8.h>
 
+#include <tests/support/Platform.h>
+#include <tests/support/TemporaryDirectory.h>
+
 #include <tools/local/server/HttpServer.h>
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <gtest/gtest.h>
+#include <cpprest/json.h>
+#include <gmock/gmock.h>
 
-#include <filesystem>
+#include <sys/stat.h>
+
 #include <fstream>
 #include <sstream>
+
+namespace {
 
 namespace sdk = com::vantorel::lithmar;
 namespace local = ::lithmar::local;
 namespace xchng = ::lithmar::xchng;
+namespace fs = std::filesystem;
+using ::lithmar::test::TemporaryDirectory;
+using ::testing::HasSubstr;
+using Args = std::vector<std::string>;
 
-namespace {
-
-struct Run {
+struct Ran {
     int exitCode;
     std::string out;
     std::string err;
 };
 
-Run run(std::vector<std::string> args)
+Ran run(const Args& args, const std::string& typed = "")
 {
+    std::istringstream in(typed);
     std::ostringstream out;
     std::ostringstream err;
-    const int code = xchng::run(args, out, err);
+    const int code = xchng::run(args, in, out, err);
     return {code, out.str(), err.str()};
 }
 
-TEST(XchngTable, AlignsColumnsByCharactersNotBytes)
-{
-    xchng::Table table({"ID", "NAME"});
-    table.add({"1", "\xc3\x89" "corce"});
-    table.add({"22", "B"});
-    std::ostringstream out;
-    table.print(out);
-    EXPECT_EQ(out.str(), "ID  NAME\n1   \xc3\x89" "corce\n22  B\n");
-}
-
-struct FailureCase {
-    const char* label;
+struct Thrown {
     std::function<void()> raise;
     xchng::ExitCode exitCode;
     const char* mentions;
 };
 
-class XchngFailures : public testing::TestWithParam<FailureCase> {};
-
-TEST_P(XchngFailures, SayWhatHappenedAndWhatToDo)
+TEST(XchngFailures, SayWhatHappenedAndWhatToDo)
 {
-    std::exception_ptr error;
-    try {
-        GetParam().raise();
-    } catch (...) {
-        error = std::current_exception();
-    }
-    const auto failure = xchng::describe(error, "http://host/svc-xchng");
-    EXPECT_EQ(failure.exitCode, GetParam().exitCode);
-    EXPECT_NE(failure.message.find(GetParam().mentions), std::string::npos) << failure.message;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Exceptions, XchngFailures,
-    testing::Values(
-        FailureCase{"not_found",
-                    [] { throw sdk::ApiException(404, L"error calling getSite: Not Found",
-                                                 std::make_shared<std::istringstream>("{\"error\":\"no site\"}")); },
-                    xchng::ServiceError, "{\"error\":\"no site\"}"},
-        FailureCase{"server_error", [] { throw sdk::ApiException(503, L"error calling getCrs: Service Unavailable"); },
-                    xchng::ServiceError, "Service Unavailable"},
-        FailureCase{"wrong_content_type",
-                    [] { throw sdk::ApiException(500, L"error calling getCrs: unexpected response type: text/html"); },
-                    xchng::BadAnswer, "the data exchange service?"},
-        FailureCase{"refused",
-                    [] { throw web::http::http_exception(111, "Failed to connect to any resolved endpoint"); },
-                    xchng::Unreachable, "lithmar-local running"},
-        FailureCase{"timed_out", [] { throw web::http::http_exception(ETIMEDOUT, "Failed to read HTTP status line"); },
-                    xchng::Unreachable, "--timeout"},
-        FailureCase{"not_json", [] { throw web::json::json_exception("Malformed token"); }, xchng::BadAnswer,
-                    "not the JSON expected"},
-        FailureCase{"not_utf8", [] { throw sdk::EncodingError("text is not valid UTF-8 at byte 3"); },
-                    xchng::BadAnswer, "not UTF-8"},
-        FailureCase{"result_late", [] { throw sdk::ApiException(408, L"Timeout waiting for response."); },
-                    xchng::ServiceError, "longer --timeout"},
-        FailureCase{"untrackable", [] { throw sdk::ApiException(500, L"Unable to track result via notification."); },
-                    xchng::ServiceError, "Sign in"},
-        FailureCase{"other", [] { throw std::logic_error("odd"); }, xchng::Unexpected, "odd"}),
-    [](const auto& testInfo) { return std::string(testInfo.param.label); });
-
-TEST(XchngUsage, BadCommandLinesExitWithUsageAndAHint)
-{
-    for (const std::vector<std::string>& args :
-         std::vector<std::vector<std::string>>{{}, {"sites"}, {"sites", "show"}, {"frobnicate"}, {"--timeout", "-1", "crs"},
-                                               {"download", "model"}}) {
-        const auto result = run(args);
-        EXPECT_EQ(result.exitCode, xchng::Usage) << result.err;
-        EXPECT_NE(result.err.find("xchng --help"), std::string::npos) << result.err;
-    }
-    const auto badHeader = run({"--header", "no colon", "crs"});
-    EXPECT_EQ(badHeader.exitCode, xchng::Usage);
-    EXPECT_NE(badHeader.err.find("Name: value"), std::string::npos) << badHeader.err;
-}
-
-TEST(XchngUsage, UploadsCheckTheirFilesBeforeAnythingIsSent)
-{
-    const auto directory = std::filesystem::path(testing::TempDir());
-    const std::string file = (directory / "xchng-upload-a.csv").string();
-    std::ofstream(file) << "id,x,y\n";
-    const std::string unused = "http://127.0.0.1:" + std::to_string(1) + "/x-xchng";
-    struct Case {
-        std::vector<std::string> args;
-        const char* mentions;
+    using Api = sdk::ApiException;
+    const Thrown cases[] = {
+        {[] { throw Api(404, L"Not Found", std::make_shared<std::istringstream>("gone")); }, xchng::ServiceError,
+         "no such object at http://host/svc-xchng\ngone"},
+        {[] { throw Api(503, L"Service Unavailable"); }, xchng::ServiceError, "Service Unavailable"},
+        {[] { throw Api(500, L"unexpected response type: text/html"); }, xchng::BadAnswer, "exchange service?"},
+        {[] { throw web::http::http_exception(111, "refused"); }, xchng::Unreachable, "lithmar-local running"},
+        {[] { throw web::http::http_exception(ETIMEDOUT, "Failed to read"); }, xchng::Unreachable, "--timeout"},
+        {[] { throw web::json::json_exception("Malformed token"); }, xchng::BadAnswer, "not the JSON expected"},
+        {[] { throw sdk::EncodingError("not valid UTF-8 at byte 3"); }, xchng::BadAnswer, "not UTF-8"},
+        {[] { throw Api(408, L"Timeout waiting for response."); }, xchng::ServiceError, "longer --timeout"},
+        {[] { throw Api(500, L"Unable to track result via notification."); }, xchng::ServiceError, "Sign in"},
+        {[] { throw std::logic_error("odd"); }, xchng::Unexpected, "odd"},
     };
-    const Case cases[] = {
-        {{"upload", "terrain", "--site", "s1"}, "files is required"},
-        {{"upload", "terrain", file}, "--site is required"},
-        {{"upload", "lidar", file, "--site", "s1"}, "xchng --help"},
-        {{"upload", "geo", (directory / "no-such-file.json").string(), "--site", "s1"}, "no such file"},
-        {{"upload", "intervals", file, file, "--site", "s1"}, "exactly one file"},
-    };
-    for (const auto& c : cases) {
-        std::vector<std::string> args{"--url", unused};
-        args.insert(args.end(), c.args.begin(), c.args.end());
-        const auto result = run(args);
-        EXPECT_EQ(result.exitCode, xchng::Usage) << result.err;
-        EXPECT_NE(result.err.find(c.mentions), std::string::npos) << result.err;
+    for (const Thrown& thrown : cases) {
+        SCOPED_TRACE(thrown.mentions);
+        std::exception_ptr error;
+        try {
+            thrown.raise();
+        } catch (...) {
+            error = std::current_exception();
+        }
+        const auto failure = xchng::describe(error, "http://host/svc-xchng");
+        EXPECT_EQ(failure.exitCode, thrown.exitCode);
+        EXPECT_THAT(failure.message, HasSubstr(thrown.mentions));
     }
-}
-
-TEST(XchngUsage, HelpListsTheCommands)
-{
-    const auto result = run({"--help"});
-    EXPECT_EQ(result.exitCode, xchng::Ok);
-    for (const char* command : {"sites", "crs", "download", "upload", "--url", "--json", "--timeout"}) {
-        EXPECT_NE(result.out.find(command), std::string::npos) << command;
-    }
-}
-
-std::uint16_t unusedPort()
-{
-    boost::asio::io_context io;
-    boost::asio::ip::tcp::acceptor acceptor(io, {boost::asio::ip::make_address("127.0.0.1"), 0});
-    return acceptor.local_endpoint().port();
-}
-
-TEST(XchngService, AnUnreachableServiceExitsWithThree)
-{
-    const auto result = run({"--url", "http://127.0.0.1:" + std::to_string(unusedPort()) + "/x-xchng", "crs"});
-    EXPECT_EQ(result.exitCode, xchng::Unreachable);
-    EXPECT_NE(result.err.find("cannot reach the service"), std::string::npos) << result.err;
 }
 
 class XchngAgainstServer : public testing::Test {
@@ -163,19 +89,19 @@ protected:
     void SetUp() override
     {
         server.route("GET", "/svc-xchng/common/crs/v1", [](const local::RecordedRequest&) {
-            return local::Response::json(200, R"({"crs":[{"id":"EPSG:4326","name":"WGS 84","unitofmeasure":"degree"}]})");
+            return local::Response::json(200,
+                                         R"({"crs":[{"id":"EPSG:4326","name":"\u00c9corce","unitofmeasure":"m"}]})");
         });
         server.route("GET", "/svc-xchng/geology/geologicmodels/v1/{id}", [](const local::RecordedRequest&) {
-            return local::Response::json(
-                200, R"({"geologicModelId":"m1","files":[{"name":"../../escape.csv","data":"x,y\n1,2\n"}]})");
+            return local::Response::json(200, R"({"files":[{"name":"../../escape.csv","data":"x,y\n1,2\n"}]})");
         });
         server.route("GET", "/svc-xchng/common/sites/v1/{id}", [](const local::RecordedRequest& request) {
             if (request.params.at("id") == "none") {
                 return local::Response::error(404, "no site none");
             }
-            return local::Response::json(
-                200, R"({"tree":{"type":"Site","id":"s1","name":"North","children":[{"type":"GeologicModel",)"
-                     R"("id":"m1","name":"Granite","children":[{"type":"FeatureCollection","id":"fc","name":"Faults"}]}]}})");
+            return local::Response::json(200, R"({"tree":{"type":"Site","id":"s1","name":"North","children":[)"
+                                              R"({"type":"GeologicModel","id":"m1","name":"Granite","children":[)"
+                                              R"({"type":"FeatureCollection","id":"fc","name":"Faults"}]}]}})");
         });
         server.start();
         url = server.baseUrl() + "/svc-xchng";
@@ -185,44 +111,173 @@ protected:
     std::string url;
 };
 
-TEST_F(XchngAgainstServer, ListsCoordinateSystemsAsATableOrJson)
+struct Outcome {
+    Args args; // with --url of the test's server unless they name one
+    int exitCode;
+    const char* mentions; // in what goes to stdout on success, stderr otherwise
+};
+
+TEST_F(XchngAgainstServer, EveryOutcomeHasItsExitCodeAndMessage)
 {
-    const auto table = run({"--url", url, "-H", "X-Caller: test", "crs"});
-    EXPECT_EQ(table.exitCode, xchng::Ok) << table.err;
-    EXPECT_EQ(table.out, "ID         NAME    UNIT\nEPSG:4326  WGS 84  degree\n");
+    TemporaryDirectory files;
+    const std::string file = files.write("a.csv", "id,x,y\n").string();
+    const std::string absent = (files.path() / "absent.json").string();
+    const Outcome cases[] = {
+        {{"--help"}, xchng::Ok, "upload"},
+        {{}, xchng::Usage, "xchng --help"},
+        {{"sites"}, xchng::Usage, "xchng --help"},
+        {{"sites", "show"}, xchng::Usage, "xchng --help"},
+        {{"download", "model"}, xchng::Usage, "xchng --help"},
+        {{"--timeout", "-1", "crs"}, xchng::Usage, "xchng --help"},
+        {{"--header", "no colon", "crs"}, xchng::Usage, "Name: value"},
+        {{"--ca-file", absent, "crs"}, xchng::Usage, "--ca-file"},
+        {{"upload", "terrain", "--site", "s1"}, xchng::Usage, "files is required"},
+        {{"upload", "terrain", file}, xchng::Usage, "--site is required"},
+        {{"upload", "lidar", file, "--site", "s1"}, xchng::Usage, "xchng --help"},
+        {{"upload", "geo", absent, "--site", "s1"}, xchng::Usage, "no such file"},
+        {{"upload", "intervals", file, file, "--site", "s1"}, xchng::Usage, "exactly one file"},
+        {{"upload", "files", absent}, xchng::Usage, "absent.json"},
+        {{"sites", "show", "none"}, xchng::ServiceError, "no site none"},
+        {{"--url", "http://127.0.0.1:1/svc-xchng", "crs"}, xchng::Unreachable, "cannot reach the service"},
+    };
+    for (const Outcome& outcome : cases) {
+        Args args = outcome.args;
+        if (args.empty() || args[0] != "--url") {
+            args.insert(args.begin(), {"--url", url});
+        }
+        SCOPED_TRACE(testing::PrintToString(args));
+        const std::size_t requests = server.requests().size();
+        const Ran result = run(args);
+        EXPECT_EQ(result.exitCode, outcome.exitCode);
+        EXPECT_THAT(outcome.exitCode == xchng::Ok ? result.out : result.err, HasSubstr(outcome.mentions));
+        if (outcome.exitCode == xchng::Usage) {
+            EXPECT_EQ(server.requests().size(), requests) << "nothing is sent for a bad command line";
+        }
+    }
+}
+
+TEST_F(XchngAgainstServer, PrintsTablesByCharactersTreesAndJsonAndSavesDownloadsInsideTheirDirectory)
+{
+    const Ran table = run({"--url", url, "-H", "X-Caller: test", "crs"});
+    EXPECT_EQ(table.out, "ID         NAME    UNIT\nEPSG:4326  \xc3\x89"
+                         "corce  m\n");
     EXPECT_EQ(server.requests().at(0).header("X-Caller"), "test");
+    EXPECT_EQ(run({"--url", url, "--json", "crs"}).out, "{\"crs\":[{\"id\":\"EPSG:4326\",\"name\":\"\xc3\x89"
+                                                        "corce\",\"unitofmeasure\":\"m\"}]}\n");
+    EXPECT_EQ(run({"--url", url, "sites", "show", "s1"}).out,
+              "site North [s1]\n  - GeologicModel Granite [m1]\n    - FeatureCollection Faults [fc]\n");
 
-    const auto json = run({"--url", url, "--json", "crs"});
-    EXPECT_EQ(json.out, "{\"crs\":[{\"id\":\"EPSG:4326\",\"name\":\"WGS 84\",\"unitofmeasure\":\"degree\"}]}\n");
-}
-
-TEST_F(XchngAgainstServer, ShowsASiteTree)
-{
-    const auto result = run({"--url", url, "sites", "show", "s1"});
+    TemporaryDirectory directory;
+    const Ran result = run({"--url", url, "download", "model", "m1", "--output", directory.path().string()});
     EXPECT_EQ(result.exitCode, xchng::Ok) << result.err;
-    EXPECT_EQ(result.out, "site North [s1]\n"
-                          "  - GeologicModel Granite [m1]\n"
-                          "    - FeatureCollection Faults [fc]\n");
-}
-
-TEST_F(XchngAgainstServer, AnUnknownSiteExitsWithFourAndTheServersWords)
-{
-    const auto result = run({"--url", url, "sites", "show", "none"});
-    EXPECT_EQ(result.exitCode, xchng::ServiceError);
-    EXPECT_NE(result.err.find("no site none"), std::string::npos) << result.err;
-}
-
-TEST_F(XchngAgainstServer, SavesDownloadsInsideTheChosenDirectoryOnly)
-{
-    const auto directory = std::filesystem::path(testing::TempDir()) / "xchng-download";
-    std::filesystem::remove_all(directory);
-    const auto result = run({"--url", url, "download", "model", "m1", "--output", directory.string()});
-    EXPECT_EQ(result.exitCode, xchng::Ok) << result.err;
-    std::ifstream saved(directory / "escape.csv");
+    std::ifstream saved(directory.path() / "escape.csv");
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(saved), {}), "x,y\n1,2\n");
-    EXPECT_NE(result.out.find("escape.csv  8"), std::string::npos) << result.out;
-    const auto query = server.requests().back().query;
-    EXPECT_EQ(query, "crs=&detailLevel=&format=");
+    EXPECT_THAT(result.out, HasSubstr("escape.csv  8"));
+    EXPECT_EQ(server.requests().back().query, "crs=&detailLevel=&format=");
+}
+
+// Keeps sessions in a directory of the test's own.
+class XchngSession : public testing::Test {
+protected:
+    XchngSession() { ::setenv("XDG_CONFIG_HOME", config.path().c_str(), 1); }
+    ~XchngSession() override { ::unsetenv("XDG_CONFIG_HOME"); }
+
+    TemporaryDirectory config;
+    const fs::path sessions = config.path() / "lithmar" / "sessions";
+};
+
+int modeOf(const fs::path& path)
+{
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return static_cast<int>(status.st_mode & 0777);
+}
+
+TEST_F(XchngSession, TheFileIsOwnerOnlyAndKeepsOneCookiePerService)
+{
+    const xchng::SessionFile file;
+    const mode_t umask = ::umask(022); // the usual one, which would let others read
+    file.store("https://a/x-xchng", "JSESSIONID=A;SERVERID=n");
+    file.store("https://b/x-xchng", "JSESSIONID=B");
+    ::umask(umask);
+    EXPECT_EQ(modeOf(sessions), 0600);
+    EXPECT_EQ(modeOf(sessions.parent_path()), 0700);
+    EXPECT_EQ(file.cookieFor("https://a/x-xchng"), "JSESSIONID=A;SERVERID=n");
+    file.store("https://a/x-xchng", std::nullopt);
+    EXPECT_FALSE(file.cookieFor("https://a/x-xchng"));
+    EXPECT_EQ(file.cookieFor("https://b/x-xchng"), "JSESSIONID=B");
+}
+
+TEST_F(XchngSession, SignsInKeepsTheSessionForLaterCommandsAndSignsOut)
+{
+    local::LocalPlatform platform(::lithmar::test::platformModeWithOneUser());
+    platform.start();
+    const auto with = [&](Args more) {
+        more.insert(more.begin(), {"-u", platform.exchangeUrl(), "--ca-file", platform.caCertificate()});
+        return more;
+    };
+    const Ran wrong = run(with({"signin", "--user", "ada"}), "guess\n");
+    EXPECT_EQ(wrong.exitCode, xchng::ServiceError);
+    EXPECT_THAT(wrong.err, HasSubstr("unknown user or wrong password"));
+
+    const Ran signin = run(with({"signin"}), "ada\ns3cret\n");
+    ASSERT_EQ(signin.exitCode, xchng::Ok) << signin.err;
+    EXPECT_THAT(signin.out, HasSubstr("signed in as ada"));
+    EXPECT_EQ(modeOf(sessions), 0600);
+    const Ran whoami = run(with({"--json", "whoami", "--ticket"}));
+    ASSERT_EQ(whoami.exitCode, xchng::Ok) << whoami.err;
+    const auto answer = web::json::value::parse(whoami.out);
+    EXPECT_EQ(answer.at("user").as_string(), "ada");
+    EXPECT_TRUE(platform.tickets().check("ada", answer.at("ticket").as_string()));
+
+    EXPECT_EQ(run(with({"signout"})).exitCode, xchng::Ok);
+    EXPECT_EQ(run(with({"whoami"})).exitCode, xchng::ServiceError);
+    EXPECT_EQ(run({"-u", platform.exchangeUrl(), "whoami"}).exitCode, xchng::Unreachable)
+        << "the platform's CA is not trusted without --ca-file";
+}
+
+TEST_F(XchngSession, ALocalInstallationActsForTheLocalUserHasNoSignInAndTakesUploads)
+{
+    local::LocalPlatform platform;
+    platform.start();
+    const Ran whoami = run({"-u", platform.exchangeUrl(), "whoami", "--ticket"});
+    EXPECT_EQ(whoami.out, "LOCAL_USER\nLOCAL_TICKET\n") << whoami.err;
+    const Ran signin = run({"-u", platform.exchangeUrl(), "signin"}, "ada\npw\n");
+    EXPECT_EQ(signin.exitCode, xchng::Usage);
+    EXPECT_THAT(signin.err, HasSubstr("has no sign-in"));
+    EXPECT_FALSE(fs::exists(sessions));
+
+    TemporaryDirectory files;
+    const std::string first = files.write("first.bin", std::string(3 << 20, 'x')).string();
+    const std::string second = files.write("second.txt", "2").string();
+    const Ran text = run({"--url", platform.exchangeUrl(), "upload", "files", first, second});
+    ASSERT_EQ(text.exitCode, xchng::Ok) << text.err;
+    EXPECT_THAT(text.out, HasSubstr("first.bin: 3.0 MiB in ")) << "a plain line per file off a terminal";
+    EXPECT_THAT(text.out, HasSubstr("second.txt: 1 B in "));
+    EXPECT_EQ(text.out.find('\r'), std::string::npos);
+    EXPECT_THAT(text.out, HasSubstr("\"size\":3145728"));
+    const Ran json = run({"--url", platform.exchangeUrl(), "--json", "upload", "files", second});
+    ASSERT_EQ(json.exitCode, xchng::Ok) << json.err;
+    const auto finished = web::json::value::parse(json.out);
+    const auto session = platform.store().uploads().session(finished.at("sessionId").as_string());
+    ASSERT_TRUE(session);
+    EXPECT_FALSE(session->finished.empty()) << "the session was finished with the receipts";
+    ASSERT_EQ(finished.at("fcsReceipts").size(), 1u);
+    EXPECT_EQ(session->streams.at(0).receipt, finished.at("fcsReceipts").at(0).at("fcsReciept").as_string());
+}
+
+TEST(XchngProgress, DrawsInPlaceOnATerminalOnly)
+{
+    std::ostringstream terminal;
+    xchng::ProgressBar bar(terminal, {"a.bin"}, true);
+    bar.update(0, 0, 100);
+    bar.update(0, 100, 100);
+    bar.finish();
+    EXPECT_THAT(terminal.str(), testing::StartsWith("\r\x1b[Ka.bin [....."));
+    EXPECT_THAT(terminal.str(), HasSubstr("] 100%"));
+    EXPECT_EQ(terminal.str().back(), '\n');
+    EXPECT_EQ(xchng::humanDuration(3723), "1:02:03");
+    EXPECT_EQ(xchng::humanDuration(65), "1:05");
 }
 
 } // namespace
