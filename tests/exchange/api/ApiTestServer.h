@@ -6,9 +6,8 @@
 
 #include <tools/local/server/HttpServer.h>
 
-#include <memory>
-#include <string>
-#include <vector>
+#include <algorithm>
+#include <mutex>
 
 namespace apitest {
 
@@ -17,28 +16,20 @@ namespace api = sdk::exploration::api;
 namespace model = sdk::exploration::model;
 namespace local = ::lithmar::local;
 
-// A scripted stand-in for the data exchange service: every request under the
-// base path gets `answer` unless a test scripts something else, and is logged.
-// Its siblings, found by the suffix rule, answer as a platform that names no
-// user ("/svc-dash") and hands out the local ticket ("/svc-dirx"): uploads
-// then track nothing and start no notification listener.
+// A scripted stand-in for the data exchange service under kBasePath: every request gets `answerWith`'s
+// answer. Its siblings (suffix rule) name no user and hand out the local ticket, so uploads track nothing.
 class ApiTestServer {
 public:
     static constexpr const char* kBasePath = "/svc-xchng";
 
     ApiTestServer()
     {
-        server.route("GET", "/svc-dash/{rest...}", [this](const local::RecordedRequest&) {
+        server.route("GET", "/svc-dash/{rest...}", [](const auto&) { return local::Response::json(200, "{}"); });
+        server.route("GET", "/svc-dirx/{rest...}",
+                     [](const auto&) { return local::Response::json(200, R"({"platforms":[]})"); });
+        server.route("*", "/{rest...}", [this](const auto&) {
             std::lock_guard<std::mutex> lock(m_mutex);
-            return userAnswer;
-        });
-        server.route("GET", "/svc-dirx/{rest...}", [this](const local::RecordedRequest&) {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            return directoryAnswer;
-        });
-        server.route("*", "/{rest...}", [this](const local::RecordedRequest&) {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            return answer;
+            return m_answer;
         });
         server.start();
     }
@@ -46,24 +37,14 @@ public:
     void answerWith(local::Response response)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        answer = std::move(response);
+        m_answer = std::move(response);
     }
 
-    // The current-user service's answer, and the services directory's (also
-    // the login answer, since the directory names no login service).
-    void answerSessionWith(local::Response user, local::Response directory)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        userAnswer = std::move(user);
-        directoryAnswer = std::move(directory);
-    }
-
-    std::shared_ptr<sdk::ApiClient> client(std::chrono::milliseconds timeout = std::chrono::seconds(5)) const
+    std::shared_ptr<sdk::ApiClient> client() const
     {
         auto configuration = std::make_shared<sdk::ApiConfiguration>();
         configuration->setBaseUrl(sdk::fromUtf8(server.baseUrl() + kBasePath));
         configuration->getDefaultHeaders()[L"X-Host-Application"] = L"modeller 7";
-        configuration->getHttpConfig().set_timeout(timeout);
         sdk::RetryPolicy policy;
         policy.initialBackoff = std::chrono::milliseconds(10);
         configuration->setRetryPolicy(policy);
@@ -73,31 +54,18 @@ public:
     // The requests that reached the data exchange service itself.
     std::vector<local::RecordedRequest> exchangeRequests() const
     {
-        std::vector<local::RecordedRequest> requests;
-        for (auto& request : server.requests()) {
-            if (request.target.rfind(kBasePath, 0) == 0) {
-                requests.push_back(std::move(request));
-            }
-        }
+        auto requests = server.requests();
+        requests.erase(std::remove_if(requests.begin(), requests.end(),
+                                      [](const auto& request) { return request.target.rfind(kBasePath, 0) != 0; }),
+                       requests.end());
         return requests;
-    }
-
-    local::RecordedRequest only() const
-    {
-        const auto requests = exchangeRequests();
-        if (requests.size() != 1) {
-            throw std::runtime_error("expected one request, got " + std::to_string(requests.size()));
-        }
-        return requests.front();
     }
 
     local::HttpServer server;
 
 private:
     std::mutex m_mutex;
-    local::Response answer = local::Response::json(200, "{}");
-    local::Response userAnswer = local::Response::json(200, "{}");
-    local::Response directoryAnswer = local::Response::json(200, R"({"platforms":[]})");
+    local::Response m_answer = local::Response::json(200, "{}");
 };
 
 } // namespace apitest

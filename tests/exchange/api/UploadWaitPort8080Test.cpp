@@ -1,18 +1,11 @@
-// Uploads that wait for their job's result, end to end against the local
-// platform in local mode: the library polls the platform's notification
-// endpoint on 127.0.0.1:8080, so these tests take port 8080 in turn.
-//
-// Results are published by hand (as the platform's job runner would), so
-// that each test decides when, and for which job, a result arrives.
+// Uploads waiting for their job's result against the local platform in local mode, which the
+// library polls on 127.0.0.1:8080. Without job workers, the tests publish each result by hand.
 
 #include "ApiTestServer.h"
 
-#include <lithmar/exchange/fcs/FcsService.h>
-#include <lithmar/exchange/notification/NotificationDispatcher.h>
-#include <lithmar/exchange/notification/NotificationTopic.h>
 #include <lithmar/exchange/notification/PendingResults.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tests/support/Client.h>
 
 #include <gtest/gtest.h>
 
@@ -25,58 +18,21 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr const char* kLocalUser = "LOCAL_USER";
-// How long a published result may take to reach a waiting upload: a poll
-// cycle (five seconds), a look (one second), and room for a loaded machine.
-constexpr auto kDelivery = 30s;
-
-template <typename Condition> bool eventually(Condition condition, std::chrono::seconds limit = kDelivery)
+// A poll cycle (five seconds), a look (one second), and room for a loaded machine.
+template <typename Condition> bool eventually(Condition condition)
 {
-    const auto deadline = Clock::now() + limit;
-    while (!condition()) {
-        if (Clock::now() > deadline) {
-            return false;
-        }
+    const auto deadline = Clock::now() + 30s;
+    while (!condition() && Clock::now() < deadline) {
         std::this_thread::sleep_for(50ms);
     }
-    return true;
-}
-
-sdk::ApiException failureOf(pplx::task<std::shared_ptr<model::UploadTerrainResult>> task)
-{
-    try {
-        task.get();
-    } catch (const sdk::ApiException& error) {
-        return error;
-    }
-    throw std::runtime_error("the upload did not fail with ApiException");
+    return condition();
 }
 
 class UploadWaitPort8080 : public testing::Test {
 protected:
-    static local::LocalPlatformOptions options(std::size_t queueCapacity, std::size_t jobWorkers)
-    {
-        local::LocalPlatformOptions settings;
-        settings.pollPort = 8080;
-        settings.jobQueueCapacity = queueCapacity;
-        settings.jobWorkers = jobWorkers;
-        return settings;
-    }
-
-    // Without job workers the platform queues every job and leaves the
-    // results to the test.
-    explicit UploadWaitPort8080(std::size_t queueCapacity = 100, std::size_t jobWorkers = 0)
-        : platform(options(queueCapacity, jobWorkers))
-    {
-    }
-
     void SetUp() override
     {
-        try {
-            platform.start();
-        } catch (const std::exception& error) {
-            FAIL() << "cannot start the local platform with its poll endpoint: " << error.what();
-        }
+        platform.start();
         auto oneFile = std::make_shared<model::StartUploadCommand>();
         oneFile->setNumberOfFiles(1);
         session = exchangeFor().startUpload(oneFile).get();
@@ -84,9 +40,7 @@ protected:
 
     api::DataExchangeApi exchangeFor()
     {
-        auto configuration = std::make_shared<sdk::ApiConfiguration>();
-        configuration->setBaseUrl(sdk::fromUtf8(platform.exchangeUrl()));
-        return api::DataExchangeApi(std::make_shared<sdk::ApiClient>(configuration));
+        return api::DataExchangeApi(std::make_shared<sdk::ApiClient>(lithmar::test::clientConfiguration(platform)));
     }
 
     std::shared_ptr<model::TerrainUploadCommand> terrain(const std::wstring& name)
@@ -99,33 +53,31 @@ protected:
         return command;
     }
 
-    // The jobs the platform has queued, waiting until there are `count`.
+    // The jobs the platform has queued, once there are `count`.
     std::vector<local::JobRecord> jobs(std::size_t count)
     {
         std::vector<local::JobRecord> queued;
-        const bool enough = eventually([&] {
-            queued = platform.store().jobs().jobs();
-            return queued.size() >= count;
-        });
-        EXPECT_TRUE(enough) << "the platform queued " << queued.size() << " of " << count << " jobs";
+        EXPECT_TRUE(eventually([&] { return (queued = platform.store().jobs().jobs()).size() >= count; }));
         return queued;
     }
 
     void publishResult(const local::JobRecord& job, const std::string& result)
     {
-        platform.publish(kLocalUser,
+        platform.publish("LOCAL_USER",
                          R"({"result":")" + result + R"(","id":"t-)" + job.name + R"(","jobId":")" + job.id + "\"}");
     }
 
-    local::LocalPlatform platform;
+    local::LocalPlatform platform{[] {
+        auto options = lithmar::test::endpointsOnly();
+        options.pollPort = 8080;
+        return options;
+    }()};
     std::shared_ptr<model::StartUploadResult> session;
 };
 
 TEST_F(UploadWaitPort8080, EachUploadEndsWithTheResultOfItsOwnJob)
 {
-    // Three API objects waiting at once; results are published in the
-    // reverse order of the uploads. (The polling client delivers one
-    // notification per five-second cycle.)
+    // Three API objects waiting at once; results published in reverse order.
     std::vector<api::DataExchangeApi> objects{exchangeFor(), exchangeFor(), exchangeFor()};
     std::vector<pplx::task<std::shared_ptr<model::UploadTerrainResult>>> uploads;
     for (std::size_t i = 0; i < objects.size(); ++i) {
@@ -146,112 +98,31 @@ TEST_F(UploadWaitPort8080, EachUploadEndsWithTheResultOfItsOwnJob)
     EXPECT_EQ(sdk::PendingResults().size(), 0u) << "every result was taken";
 }
 
-TEST_F(UploadWaitPort8080, TimesOutAfterTheLooksThatTheTimeOutAllowsAndTheLateResultStays)
-{
-    auto exchange = exchangeFor();
-    exchange.setAsyncResponseTimeOut(2);
-    const auto error = failureOf(exchange.uploadTerrain(terrain(L"late")));
-    EXPECT_EQ(error.error_code().value(), 408);
-    EXPECT_EQ(error.getMessage(), L"Timeout waiting for response.");
-    EXPECT_EQ(error.getContent(), nullptr);
-
-    const auto job = jobs(1).front();
-    publishResult(job, "IMPORTED late");
-    const std::wstring jobId = sdk::fromUtf8(job.id);
-    ASSERT_TRUE(eventually([&] { return sdk::PendingResults().contains(jobId); }))
-        << "the listener outlives the wait by two minutes";
-    EXPECT_EQ(sdk::PendingResults().at(jobId).at("result").as_string(), "IMPORTED late");
-}
-
-TEST_F(UploadWaitPort8080, ZeroFailsAtOnceAndANegativeTimeOutKeepsTheFirstAnswer)
-{
-    auto exchange = exchangeFor();
-    exchange.setAsyncResponseTimeOut(0);
-    EXPECT_EQ(failureOf(exchange.uploadTerrain(terrain(L"zero"))).error_code().value(), 408);
-
-    exchange.setAsyncResponseTimeOut(-1);
-    const auto first = exchange.uploadTerrain(terrain(L"negative")).get();
-    EXPECT_EQ(first->getResult(), L"ACCEPTED");
-    EXPECT_EQ(first->getJobId(), sdk::fromUtf8(jobs(2).back().id));
-}
-
-TEST_F(UploadWaitPort8080, ATimeOutLoweredDuringTheWaitEndsItWithTheFirstAnswer)
+TEST_F(UploadWaitPort8080, TheWaitReadsTheTimeOutAtEachLookAndTheLateResultStays)
 {
     auto exchange = exchangeFor();
     exchange.setAsyncResponseTimeOut(3600);
-    auto upload = exchange.uploadTerrain(terrain(L"lowered"));
+    auto waiting = exchange.uploadTerrain(terrain(L"lowered"));
     jobs(1);
-    std::this_thread::sleep_for(1500ms);
-    ASSERT_FALSE(upload.is_done());
-    // Below the looks made so far: neither a result nor a time-out.
-    exchange.setAsyncResponseTimeOut(0);
-    EXPECT_EQ(upload.get()->getResult(), L"ACCEPTED");
-}
+    std::this_thread::sleep_for(1500ms); // a look or so into the wait
+    exchange.setAsyncResponseTimeOut(-1);
+    ASSERT_TRUE(eventually([&] { return waiting.is_done(); }));
+    EXPECT_EQ(waiting.get()->getResult(), L"ACCEPTED") << "the first answer stands";
 
-TEST_F(UploadWaitPort8080, ANotificationFiledBeforeTheFirstAnswerIsFoundAtTheFirstLook)
-{
-    // The first answer is held back; the listener delivers the job's result
-    // meanwhile.
-    platform.server().script(
-        "POST", "/lithmar-xchng/exploration/terrains/v1",
-        local::Fault::respond(local::Response::json(200, R"({"result":"ACCEPTED","jobId":"job-early"})")).after(2s));
-    auto exchange = exchangeFor();
-    auto upload = exchange.uploadTerrain(terrain(L"early"));
-    const std::string message = std::string(R"({"actions":[{"options":{"event":{"options":{"topic":")") +
-                                sdk::kDataExchangeTopic +
-                                R"(","data":{"result":"IMPORTED early","jobId":"job-early"}}}}}]})";
-    sdk::dispatchNotification(message.c_str());
-    EXPECT_EQ(upload.get()->getResult(), L"IMPORTED early");
-    EXPECT_FALSE(sdk::PendingResults().contains(L"job-early"));
-}
-
-class ImportRoundTripPort8080 : public UploadWaitPort8080 {
-protected:
-    ImportRoundTripPort8080() : UploadWaitPort8080(100, 2) {}
-};
-
-TEST_F(ImportRoundTripPort8080, TheJobRunnersResultCompletesTheUpload)
-{
-    // The sample boreholes, checked in for real and imported by the
-    // platform's job runner into a new site.
-    auto exchange = exchangeFor();
-    auto site = std::make_shared<model::SiteCreateCommand>();
-    site->setSiteName(L"Round trip");
-    const std::wstring siteId = exchange.createSite(site).get()->getId();
-
-    auto start = std::make_shared<model::StartUploadCommand>();
-    start->setNumberOfFiles(2);
-    const auto upload = exchange.startUpload(start).get();
-    const std::string samples = LITHMAR_EXAMPLE_DATA "/";
-    sdk::FcsService::checkin(upload->getFcsFiles(),
-                             {sdk::fromUtf8(samples + "collars.csv"), sdk::fromUtf8(samples + "surveys.csv")})
-        .get();
-    auto boreholes = std::make_shared<model::BoreholeUploadCommand>();
-    boreholes->setSessionId(upload->getSessionId());
-    for (const auto& slot : upload->getFcsFiles()) {
-        boreholes->getFcsStreamIds().push_back(slot->getFcsStreamId());
+    exchange.setAsyncResponseTimeOut(2);
+    const auto started = Clock::now();
+    try {
+        exchange.uploadTerrain(terrain(L"late")).get();
+        ADD_FAILURE() << "no time-out";
+    } catch (const sdk::ApiException& error) {
+        EXPECT_EQ(error.error_code().value(), 408);
+        EXPECT_EQ(error.getMessage(), L"Timeout waiting for response.");
     }
-    boreholes->setSiteId(siteId);
-
-    const auto result = exchange.uploadBoreholes(boreholes).get();
-    EXPECT_EQ(result->getResult(), L"SUCCESS");
-    EXPECT_EQ(result->getCount(), L"12");
-    EXPECT_TRUE(result->timingIsSet());
-    const auto job = platform.store().jobs().job(sdk::toUtf8(result->getJobId()));
-    ASSERT_TRUE(job.has_value());
-    EXPECT_EQ(job->status, "DONE");
-}
-
-class FullQueuePort8080 : public UploadWaitPort8080 {
-protected:
-    FullQueuePort8080() : UploadWaitPort8080(0) {}
-};
-
-TEST_F(FullQueuePort8080, AFullQueueEndsTheUploadAtOnce)
-{
-    auto exchange = exchangeFor();
-    const auto result = exchange.uploadTerrain(terrain(L"refused")).get();
-    EXPECT_EQ(result->getJobId(), L"QUEUE_FULL");
+    EXPECT_GE(Clock::now() - started, 2s) << "two looks, a second apart";
+    const auto job = jobs(2).back();
+    publishResult(job, "IMPORTED late");
+    ASSERT_TRUE(eventually([&] { return sdk::PendingResults().contains(sdk::fromUtf8(job.id)); }))
+        << "the listener outlives the wait by two minutes";
 }
 
 } // namespace

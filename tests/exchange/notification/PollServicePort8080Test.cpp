@@ -1,6 +1,5 @@
 // The polling client against the local platform's poll endpoint on port
-// 8080. The loop is process-wide: CTest runs each test in a process of its
-// own, and takes port 8080 for one test at a time.
+// 8080. The loop is process-wide: CTest runs each test in a process of its own.
 
 #include <lithmar/exchange/notification/NotificationDispatcher.h>
 #include <lithmar/exchange/notification/PendingResults.h>
@@ -8,17 +7,14 @@
 
 #include <tools/local/exchange/LocalPlatform.h>
 
-#include "StdoutFile.h"
+#include <tests/support/StdoutFile.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <thread>
-#include <vector>
 
 namespace sdk = com::vantorel::lithmar;
 namespace local = ::lithmar::local;
@@ -26,43 +22,26 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Limits that only a broken client reaches: a cycle takes five seconds.
-constexpr auto kCycles = 25s;
+constexpr auto kCycles = 25s; // only a broken client takes that long: a cycle takes five seconds
+const std::string kPollPath = "/notification/api/notification/{index}";
 
 // What the callback received; a null message is recorded as nullopt.
-struct Received {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<std::optional<std::string>> messages;
-};
-
-Received& received()
-{
-    static Received instance;
-    return instance;
-}
+std::mutex receivedMutex;
+std::condition_variable receivedChanged;
+std::vector<std::optional<std::string>> received;
 
 void record(const char* message)
 {
-    std::lock_guard<std::mutex> lock(received().mutex);
-    received().messages.push_back(message ? std::optional<std::string>(message) : std::nullopt);
-    received().changed.notify_all();
+    std::lock_guard<std::mutex> lock(receivedMutex);
+    received.push_back(message ? std::optional<std::string>(message) : std::nullopt);
+    receivedChanged.notify_all();
 }
 
 std::vector<std::optional<std::string>> waitForMessages(std::size_t count)
 {
-    std::unique_lock<std::mutex> lock(received().mutex);
-    received().changed.wait_for(lock, kCycles, [count] { return received().messages.size() >= count; });
-    return received().messages;
-}
-
-std::vector<std::string> polledPaths(local::HttpServer& server)
-{
-    std::vector<std::string> paths;
-    for (const auto& request : server.requests()) {
-        paths.push_back(request.path.substr(request.path.rfind('/') + 1));
-    }
-    return paths;
+    std::unique_lock<std::mutex> lock(receivedMutex);
+    receivedChanged.wait_for(lock, kCycles, [count] { return received.size() >= count; });
+    return received;
 }
 
 bool connect(int timeout)
@@ -70,128 +49,91 @@ bool connect(int timeout)
     return sdk::PollService::Connect("LOCAL_USER", "LOCAL_TICKET", "http://unused", timeout, record);
 }
 
+local::LocalPlatformOptions pollingOn8080()
+{
+    local::LocalPlatformOptions options;
+    options.pollPort = 8080;
+    return options;
+}
+
 class PollServicePort8080 : public testing::Test {
 protected:
-    void SetUp() override
+    void SetUp() override { platform.start(); }
+
+    std::vector<std::string> polled() const
     {
-        local::LocalPlatformOptions options;
-        options.pollPort = 8080;
-        platform.emplace(options);
-        try {
-            platform->start();
-        } catch (const std::exception& e) {
-            GTEST_FAIL() << e.what();
+        std::vector<std::string> indexes;
+        for (const auto& request : poll.requests()) {
+            indexes.push_back(request.path.substr(request.path.rfind('/') + 1));
         }
-        poll = platform->pollServer();
+        return indexes;
     }
 
-    std::optional<local::LocalPlatform> platform;
-    local::HttpServer* poll = nullptr;
+    local::LocalPlatform platform{pollingOn8080()};
+    local::HttpServer& poll = *platform.pollServer();
 };
 
 TEST_F(PollServicePort8080, HandsEachPayloadToTheCallbackAsAMessageTheDispatcherFiles)
 {
-    platform->publish("LOCAL_USER", R"({"jobId":"job-1","result":"SUCCESS"})");
+    platform.publish("LOCAL_USER", R"({"jobId":"job-1","result":"SUCCESS"})");
     EXPECT_TRUE(connect(60));
-    auto messages = waitForMessages(1);
-    ASSERT_EQ(messages.size(), 1u);
-    ASSERT_TRUE(messages[0]);
-    sdk::dispatchNotification(messages[0]->c_str());
+    sdk::dispatchNotification(waitForMessages(1).at(0).value().c_str());
     EXPECT_EQ(sdk::PendingResults().at(L"job-1").at("result").as_string(), "SUCCESS");
-
-    platform->publish("LOCAL_USER", R"({"jobId":"job-2","result":"FAILED"})");
-    messages = waitForMessages(2);
-    ASSERT_EQ(messages.size(), 2u);
-    sdk::dispatchNotification(messages[1]->c_str());
-    EXPECT_EQ(sdk::PendingResults().at(L"job-2").at("result").as_string(), "FAILED");
-    // -1 answered with the start index 0, then one payload per request.
-    EXPECT_THAT(polledPaths(*poll), testing::IsSupersetOf({"-1", "0", "1"}));
-    EXPECT_EQ(poll->requests().at(0).header("Content-Type"), "application/json");
+    // -1 is answered with the start index 0; after a payload comes the next index.
+    ASSERT_TRUE(poll.waitForRequests(3, 2 * kCycles));
+    const auto indexes = polled();
+    EXPECT_EQ(std::vector<std::string>(indexes.begin(), indexes.begin() + 3),
+              (std::vector<std::string>{"-1", "0", "1"}));
+    EXPECT_EQ(poll.requests().at(0).header("Content-Type"), "application/json");
 }
 
-TEST_F(PollServicePort8080, RunsOneLoopHoweverManyThreadsConnect)
+TEST_F(PollServicePort8080, RunsOneLoopHoweverManyThreadsConnectThatEndsAtTheDeadlineWithANullMessage)
 {
     std::vector<std::thread> threads;
     for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([] { EXPECT_TRUE(connect(60)); });
+        threads.emplace_back([] { EXPECT_TRUE(connect(0)); });
     }
     for (auto& thread : threads) {
         thread.join();
     }
-    ASSERT_TRUE(poll->waitForRequests(2, kCycles));
-    const auto paths = polledPaths(*poll);
-    EXPECT_EQ(std::count(paths.begin(), paths.end(), "-1"), 1) << testing::PrintToString(paths);
-}
-
-TEST_F(PollServicePort8080, EndsAfterTheDeadlineWithANullMessageAndStartsAgainOnConnect)
-{
+    EXPECT_EQ(waitForMessages(1), std::vector<std::optional<std::string>>{std::nullopt}) << "the null message";
+    EXPECT_EQ(polled(), std::vector<std::string>{"-1"}) << "one loop of one cycle";
     EXPECT_TRUE(connect(0));
-    const auto messages = waitForMessages(1);
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_FALSE(messages[0]) << "the null message";
-    EXPECT_EQ(polledPaths(*poll), std::vector<std::string>{"-1"});
-
-    EXPECT_TRUE(connect(0));
-    ASSERT_TRUE(poll->waitForRequests(2, kCycles));
-    EXPECT_EQ(polledPaths(*poll), (std::vector<std::string>{"-1", "-1"})) << "a new loop";
+    ASSERT_TRUE(poll.waitForRequests(2, kCycles));
+    EXPECT_EQ(polled(), (std::vector<std::string>{"-1", "-1"})) << "a new loop";
 }
 
 TEST_F(PollServicePort8080, ANumberIsTheNextIndexAndAnEmptyStringKeepsIt)
 {
-    const std::string path = "/notification/api/notification/{index}";
-    poll->script("GET", path, local::Fault::respond(local::Response::json(200, "\"42\"")));
-    poll->script("GET", path, local::Fault::respond(local::Response::json(200, "\"\"")));
+    poll.script("GET", kPollPath, local::Fault::respond(local::Response::json(200, "\"42\"")));
+    poll.script("GET", kPollPath, local::Fault::respond(local::Response::json(200, "\"\"")));
     EXPECT_TRUE(connect(60));
-    ASSERT_TRUE(poll->waitForRequests(3, 2 * kCycles));
-    EXPECT_EQ(polledPaths(*poll), (std::vector<std::string>{"-1", "42", "42"}));
-    EXPECT_TRUE(received().messages.empty());
+    ASSERT_TRUE(poll.waitForRequests(3, 2 * kCycles));
+    EXPECT_EQ(polled(), (std::vector<std::string>{"-1", "42", "42"}));
+    EXPECT_TRUE(received.empty());
 }
 
-// Connects until a loop starts afresh, which shows that the last one stopped.
-void connectUntilANewLoop(local::HttpServer* poll, std::size_t firstRequestsSoFar)
+TEST_F(PollServicePort8080, APayloadThatIsNotJsonOrABodyThatIsNotAStringEndsTheLoop)
 {
-    const auto giveUp = std::chrono::steady_clock::now() + kCycles;
-    while (std::chrono::steady_clock::now() < giveUp) {
-        connect(60);
-        const auto paths = polledPaths(*poll);
-        if (static_cast<std::size_t>(std::count(paths.begin(), paths.end(), "-1")) > firstRequestsSoFar) {
-            return;
-        }
-        std::this_thread::sleep_for(100ms);
-    }
-    ADD_FAILURE() << "the loop did not stop";
-}
-
-TEST_F(PollServicePort8080, APayloadThatIsNotJsonEndsTheLoopWithTheInternalErrorLine)
-{
-    sdk::testing::StdoutFile output;
-    poll->script("GET", "/notification/api/notification/{index}",
-                 local::Fault::respond(local::Response::json(200, "\"12abc\"")));
+    lithmar::test::StdoutFile output;
+    poll.script("GET", kPollPath, local::Fault::respond(local::Response::json(200, "\"12abc\"")));
+    poll.script("GET", kPollPath, local::Fault::respond(local::Response::error(500, "down")));
+    const std::string line = "Failure in Polling: internal error.\n";
     EXPECT_TRUE(connect(60));
-    ASSERT_TRUE(poll->waitForRequests(1, kCycles));
-    connectUntilANewLoop(poll, 1);
-    EXPECT_EQ(output.text(), "Failure in Polling: internal error.\n");
-    EXPECT_TRUE(received().messages.empty()) << "no null message after a failure";
-}
-
-TEST_F(PollServicePort8080, ABodyThatIsNotAJsonStringEndsTheLoopToo)
-{
-    sdk::testing::StdoutFile output;
-    poll->script("GET", "/notification/api/notification/{index}",
-                 local::Fault::respond(local::Response::error(500, "down")));
-    EXPECT_TRUE(connect(60));
-    ASSERT_TRUE(poll->waitForRequests(1, kCycles));
-    connectUntilANewLoop(poll, 1);
-    EXPECT_EQ(output.text(), "Failure in Polling: internal error.\n");
+    ASSERT_TRUE(output.waitFor(line, kCycles));
+    EXPECT_TRUE(connect(60)); // starts a new loop only if the failed one stopped
+    ASSERT_TRUE(output.waitFor(line + line, kCycles));
+    EXPECT_EQ(output.text(), line + line);
+    EXPECT_TRUE(received.empty()) << "no null message after a failure";
 }
 
 TEST(PollServiceNoServerPort8080, AConnectionFailureEndsTheLoopWithTheHttpErrorLine)
 {
-    sdk::testing::StdoutFile output;
+    lithmar::test::StdoutFile output;
     EXPECT_TRUE(connect(60));
     EXPECT_TRUE(output.waitFor("\n", kCycles));
     EXPECT_THAT(output.text(), testing::MatchesRegex("Failure in Polling: .+ \\[[0-9]+\\]\n"));
-    EXPECT_TRUE(received().messages.empty());
+    EXPECT_TRUE(received.empty());
 }
 
 } // namespace
