@@ -4,10 +4,15 @@
 #include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/Utf8.h>
 
+#include <tools/local/exchange/LocalPlatform.h>
 #include <tools/local/server/HttpServer.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <iterator>
 #include <mutex>
+#include <thread>
 
 namespace apitest {
 
@@ -15,6 +20,20 @@ namespace sdk = com::vantorel::lithmar;
 namespace api = sdk::exploration::api;
 namespace model = sdk::exploration::model;
 namespace local = ::lithmar::local;
+using namespace std::chrono_literals;
+
+// "OK" when `call` returns, else the ApiException's code, message and content (or "<none>").
+template <typename Call> std::string outcomeOf(Call&& call)
+{
+    try {
+        call();
+        return "OK";
+    } catch (const sdk::ApiException& error) {
+        const auto content = error.getContent();
+        return std::to_string(error.error_code().value()) + " " + sdk::toUtf8(error.getMessage()) + " | " +
+               (content ? std::string(std::istreambuf_iterator<char>(*content), {}) : "<none>");
+    }
+}
 
 // A scripted stand-in for the data exchange service under kBasePath: every request gets `answerWith`'s
 // answer. Its siblings (suffix rule) name no user and hand out the local ticket, so uploads track nothing.
@@ -67,5 +86,35 @@ private:
     std::mutex m_mutex;
     local::Response m_answer = local::Response::json(200, "{}");
 };
+
+// A terrain upload of the one file of a session started through `exchange` (on the local platform).
+inline std::shared_ptr<model::TerrainUploadCommand> terrain(api::DataExchangeApi exchange, const std::wstring& name)
+{
+    auto oneFile = std::make_shared<model::StartUploadCommand>();
+    oneFile->setNumberOfFiles(1);
+    const auto session = exchange.startUpload(oneFile).get();
+    auto command = std::make_shared<model::TerrainUploadCommand>();
+    command->setSessionId(session->getSessionId());
+    command->getFcsStreamIds() = {session->getFcsFiles().at(0)->getFcsStreamId()};
+    command->setSiteId(L"site-demo");
+    command->setName(name);
+    return command;
+}
+
+// Whether `condition` holds within 30 s (a poll cycle, a look, and room for a loaded machine).
+template <typename Condition> bool eventually(Condition condition)
+{
+    for (int i = 0; i < 600 && !condition(); ++i) {
+        std::this_thread::sleep_for(50ms);
+    }
+    return condition();
+}
+
+inline std::vector<local::JobRecord> queuedJobs(local::LocalPlatform& platform, std::size_t count)
+{
+    std::vector<local::JobRecord> jobs;
+    EXPECT_TRUE(eventually([&] { return (jobs = platform.store().jobs().jobs()).size() >= count; }));
+    return jobs;
+}
 
 } // namespace apitest

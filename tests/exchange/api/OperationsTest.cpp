@@ -1,5 +1,4 @@
-// Each operation's request as the server receives it and its name in its
-// errors; the API object's own state: settings, copies and session cookies.
+// Each operation's request and its name in its errors; the API object's settings, copies and session cookies.
 
 #include "ApiTestServer.h"
 
@@ -59,17 +58,6 @@ const OperationCase kOperations[] = {
      R"({"sessionId":"s1","name":"terrain"})"},
 };
 
-// "OK", or the code and message of the ApiException that the call ends in.
-std::string outcomeOf(const OperationCase& operation, Api& api)
-{
-    try {
-        operation.call(api, operation.body);
-        return "OK";
-    } catch (const sdk::ApiException& error) {
-        return std::to_string(error.error_code().value()) + " " + sdk::toUtf8(error.getMessage());
-    }
-}
-
 class Operations : public testing::TestWithParam<OperationCase> {};
 
 TEST_P(Operations, SendTheirRequestNameThemselvesInErrorsAndOnlyUploadsTrackAJob)
@@ -77,7 +65,8 @@ TEST_P(Operations, SendTheirRequestNameThemselvesInErrorsAndOnlyUploadsTrackAJob
     const auto& operation = GetParam();
     ApiTestServer server;
     Api api(server.client());
-    EXPECT_EQ(outcomeOf(operation, api), "OK");
+    const auto outcome = [&] { return outcomeOf([&] { operation.call(api, operation.body); }); };
+    EXPECT_EQ(outcome(), "OK");
 
     const auto requests = server.exchangeRequests();
     std::string sent;
@@ -93,16 +82,15 @@ TEST_P(Operations, SendTheirRequestNameThemselvesInErrorsAndOnlyUploadsTrackAJob
     EXPECT_TRUE(last.hasHeader("Cookie") && last.header("Cookie").empty()) << "no session cookie yet";
 
     server.answerWith({500, "Internal Server Error", {}, "boom"});
-    EXPECT_EQ(outcomeOf(operation, api),
-              std::string("500 error calling ") + operation.name + ": Internal Server Error");
+    EXPECT_EQ(outcome(), std::string("500 error calling ") + operation.name + ": Internal Server Error | boom");
     // The siblings here name no user: an upload cannot track its job.
     const bool upload = sent.find(" /exploration/") != std::string::npos;
     server.answerWith(local::Response::json(200, R"({"jobId":"job-1"})"));
-    EXPECT_EQ(outcomeOf(operation, api), upload ? "500 Unable to track result via notification." : "OK");
+    EXPECT_EQ(outcome(), upload ? "500 Unable to track result via notification. | <none>" : "OK");
     server.server.clearRequests(); // an upload looks the user up before it sends anything
     server.server.script("GET", "/svc-dash/{rest...}", local::Fault::respond(local::Response::error(503, "down")),
                          local::FaultScript::kForever);
-    EXPECT_EQ(outcomeOf(operation, api).substr(0, 3), upload ? "503" : "OK");
+    EXPECT_EQ(outcome().substr(0, 3), upload ? "503" : "OK");
     EXPECT_EQ(server.exchangeRequests().empty(), upload);
 }
 

@@ -7,29 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <iterator>
 
 using namespace apitest;
 
 namespace {
-
-// The code, message and content of an ApiException.
-std::string describe(const sdk::ApiException& error)
-{
-    const auto content = error.getContent();
-    return std::to_string(error.error_code().value()) + " " + sdk::toUtf8(error.getMessage()) + " | " +
-           (content ? std::string(std::istreambuf_iterator<char>(*content), {}) : "<none>");
-}
-
-template <typename Call> std::string failureOf(Call&& call)
-{
-    try {
-        call();
-    } catch (const sdk::ApiException& error) {
-        return describe(error);
-    }
-    return "no ApiException";
-}
 
 class PipelineFailures : public testing::Test {
 protected:
@@ -50,7 +31,6 @@ TEST_F(PipelineFailures, TransportErrorsAndBadAnswersFailTheTask)
         local::Response answer;
         const char* outcome; // the failure, or the parsed result's "result"
     } cases[] = {
-        {{200, "", {}, "<html>"}, "JSON error"},
         {{200, "", {}, R"({"result":42})"}, "JSON error"},          // the model's error
         {{200, "", {}, "{\"result\":\"bad \xff\"}"}, "JSON error"}, // the parser refuses bytes that are not UTF-8
         {{404, "Site Not Found", {{"Content-Type", "application/json"}}, R"({"error":"no site a"})"},
@@ -63,10 +43,10 @@ TEST_F(PipelineFailures, TransportErrorsAndBadAnswersFailTheTask)
     };
     for (const auto& c : cases) {
         server.answerWith(c.answer);
+        std::string result;
         try {
-            EXPECT_EQ(sdk::toUtf8(api.getSite(L"a").get()->getResult()), c.outcome);
-        } catch (const sdk::ApiException& error) {
-            EXPECT_EQ(describe(error), c.outcome);
+            const auto outcome = outcomeOf([&] { result = sdk::toUtf8(api.getSite(L"a").get()->getResult()); });
+            EXPECT_EQ(outcome == "OK" ? result : outcome, c.outcome);
         } catch (const web::json::json_exception&) {
             EXPECT_STREQ("JSON error", c.outcome);
         }
@@ -77,22 +57,17 @@ TEST_F(PipelineFailures, TransportErrorsAndBadAnswersFailTheTask)
 
 TEST_F(PipelineFailures, MissingRequiredBodiesThrowAtOnceTheOtherOperationsSendNull)
 {
-    const std::pair<std::string, std::function<void()>> required[] = {
-        {"createSite", [&] { (void)api.createSite(nullptr); }},
-        {"uploadBoreholeIntervalSet", [&] { (void)api.uploadBoreholeIntervalSet(nullptr); }},
-        {"uploadGeo", [&] { (void)api.uploadGeo(nullptr); }},
-        {"uploadTerrain", [&] { (void)api.uploadTerrain(nullptr); }},
+    const auto missing = [](const std::string& name) {
+        return "400 Missing required parameter 'body' when calling DataExchangeApi->" + name + " | <none>";
     };
-    for (const auto& [name, call] : required) {
-        EXPECT_EQ(failureOf(call),
-                  "400 Missing required parameter 'body' when calling DataExchangeApi->" + name + " | <none>");
-    }
+    EXPECT_EQ(outcomeOf([&] { (void)api.createSite(nullptr); }), missing("createSite"));
+    EXPECT_EQ(outcomeOf([&] { (void)api.uploadBoreholeIntervalSet(nullptr); }), missing("uploadBoreholeIntervalSet"));
+    EXPECT_EQ(outcomeOf([&] { (void)api.uploadGeo(nullptr); }), missing("uploadGeo"));
+    EXPECT_EQ(outcomeOf([&] { (void)api.uploadTerrain(nullptr); }), missing("uploadTerrain"));
     EXPECT_TRUE(server.server.requests().empty());
 
-    api.uploadBoreholes(nullptr).get();
-    api.uploadFieldObservation(nullptr).get();
-    api.startUpload(nullptr).get();
-    api.finishUpload(nullptr).get();
+    api.uploadBoreholes(nullptr).get(), api.uploadFieldObservation(nullptr).get();
+    api.startUpload(nullptr).get(), api.finishUpload(nullptr).get();
     const auto requests = server.exchangeRequests();
     ASSERT_EQ(requests.size(), 4u);
     for (const auto& request : requests) {
@@ -113,10 +88,10 @@ TEST_F(PipelineFailures, MediaTypeNegotiation)
     const auto send = [&] { return api::detail::send(server.client(), &cookies, operation); };
 
     operation.responseTypes = {L"text/csv"};
-    EXPECT_EQ(failureOf(send), "400 DataExchangeApi->probe does not produce any supported media type | <none>");
+    EXPECT_EQ(outcomeOf(send), "400 DataExchangeApi->probe does not produce any supported media type | <none>");
     operation.responseTypes = {L"multipart/form-data"};
     operation.requestTypes = {L"text/csv"};
-    EXPECT_EQ(failureOf(send), "415 DataExchangeApi->probe does not consume any supported media type | <none>");
+    EXPECT_EQ(outcomeOf(send), "415 DataExchangeApi->probe does not consume any supported media type | <none>");
     EXPECT_TRUE(server.server.requests().empty());
 
     operation.requestTypes = {L"multipart/form-data"};
@@ -129,7 +104,7 @@ TEST_F(PipelineFailures, MediaTypeNegotiation)
     EXPECT_EQ(request.parts[0].name, "body.siteName");
     EXPECT_EQ(request.parts[0].data, "s");
     model::GetSiteResult result;
-    EXPECT_EQ(failureOf([&] { api::detail::parseInto(result, answer, L"probe"); }),
+    EXPECT_EQ(outcomeOf([&] { api::detail::parseInto(result, answer, L"probe"); }),
               "500 error calling probe: unsupported response type | <none>");
 }
 

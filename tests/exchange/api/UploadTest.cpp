@@ -1,6 +1,4 @@
-// The upload chain's rules (every upload runs it, see OperationsTest.cpp),
-// and in platform mode a result pushed through the socket. The waits in
-// local mode are tried in UploadWaitPort8080Test.cpp.
+// The upload chain's rules (every upload runs them), and in platform mode a result pushed through the socket.
 
 #include "ApiTestServer.h"
 
@@ -11,32 +9,29 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <thread>
 
 using namespace apitest;
-using namespace std::chrono_literals;
 namespace test = ::lithmar::test;
 
 namespace {
 
 class UploadRules : public testing::Test {
 protected:
-    // The result as JSON text, or the code and message of the ApiException.
+    // The result as JSON text, or the outcome of the ApiException.
     std::string upload()
     {
-        try {
-            return api.uploadBoreholes(std::make_shared<model::BoreholeUploadCommand>()).get()->toJson().serialize();
-        } catch (const sdk::ApiException& error) {
-            return std::to_string(error.error_code().value()) + " " + sdk::toUtf8(error.getMessage()) +
-                   (error.getContent() ? " (with content)" : "");
-        }
+        std::string json;
+        const auto outcome = outcomeOf([&] {
+            json = api.uploadBoreholes(std::make_shared<model::BoreholeUploadCommand>()).get()->toJson().serialize();
+        });
+        return outcome == "OK" ? json : outcome;
     }
 
     ApiTestServer server;
     api::DataExchangeApi api{server.client()};
 };
 
-const char* const kUntracked = "500 Unable to track result via notification.";
+const char* const kUntracked = "500 Unable to track result via notification. | <none>";
 
 TEST_F(UploadRules, DecideOnTheFirstAnswerAndFindTheSiblingServices)
 {
@@ -89,27 +84,14 @@ TEST(UploadPlatformMode, TheSignedInUsersResultArrivesThroughTheSocket)
     test::signIn(configuration, platform);
     api::DataExchangeApi exchange(std::make_shared<sdk::ApiClient>(configuration));
     exchange.setAsyncResponseTimeOut(60);
+    auto upload = exchange.uploadTerrain(terrain(exchange, L"Lidar"));
 
-    auto oneFile = std::make_shared<model::StartUploadCommand>();
-    oneFile->setNumberOfFiles(1);
-    const auto session = exchange.startUpload(oneFile).get();
-    auto command = std::make_shared<model::TerrainUploadCommand>();
-    command->setSessionId(session->getSessionId());
-    command->getFcsStreamIds() = {session->getFcsFiles().at(0)->getFcsStreamId()};
-    command->setSiteId(L"site-demo");
-    command->setName(L"Lidar");
-    auto upload = exchange.uploadTerrain(command);
-
-    std::vector<local::JobRecord> jobs;
-    for (int i = 0; i < 1500 && (jobs = platform.store().jobs().jobs()).empty(); ++i) {
-        std::this_thread::sleep_for(20ms);
-    }
+    const auto jobs = queuedJobs(platform, 1);
     ASSERT_EQ(jobs.size(), 1u);
     platform.publish("ada", R"({"result":"SUCCESS","id":"ter-1","jobId":")" + jobs[0].id + "\"}");
     const auto result = upload.get();
-    EXPECT_EQ(result->getResult(), L"SUCCESS");
-    EXPECT_EQ(result->getId(), L"ter-1");
-    EXPECT_EQ(result->getJobId(), sdk::fromUtf8(jobs[0].id));
+    EXPECT_EQ(result->getResult() + L" " + result->getId() + L" " + result->getJobId(),
+              L"SUCCESS ter-1 " + sdk::fromUtf8(jobs[0].id));
 }
 
 } // namespace

@@ -1,5 +1,4 @@
-// The polling client against the local platform's poll endpoint on port
-// 8080. The loop is process-wide: CTest runs each test in a process of its own.
+// The polling client against the local platform on port 8080; the loop is process-wide: one process per test.
 
 #include <lithmar/exchange/notification/NotificationDispatcher.h>
 #include <lithmar/exchange/notification/PendingResults.h>
@@ -49,13 +48,6 @@ bool connect(int timeout)
     return sdk::PollService::Connect("LOCAL_USER", "LOCAL_TICKET", "http://unused", timeout, record);
 }
 
-local::LocalPlatformOptions pollingOn8080()
-{
-    local::LocalPlatformOptions options;
-    options.pollPort = 8080;
-    return options;
-}
-
 class PollServicePort8080 : public testing::Test {
 protected:
     void SetUp() override { platform.start(); }
@@ -69,7 +61,11 @@ protected:
         return indexes;
     }
 
-    local::LocalPlatform platform{pollingOn8080()};
+    local::LocalPlatform platform{[] {
+        local::LocalPlatformOptions options;
+        options.pollPort = 8080;
+        return options;
+    }()};
     local::HttpServer& poll = *platform.pollServer();
 };
 
@@ -103,36 +99,26 @@ TEST_F(PollServicePort8080, RunsOneLoopHoweverManyThreadsConnectThatEndsAtTheDea
     EXPECT_EQ(polled(), (std::vector<std::string>{"-1", "-1"})) << "a new loop";
 }
 
-TEST_F(PollServicePort8080, ANumberIsTheNextIndexAndAnEmptyStringKeepsIt)
-{
-    poll.script("GET", kPollPath, local::Fault::respond(local::Response::json(200, "\"42\"")));
-    poll.script("GET", kPollPath, local::Fault::respond(local::Response::json(200, "\"\"")));
-    EXPECT_TRUE(connect(60));
-    ASSERT_TRUE(poll.waitForRequests(3, 2 * kCycles));
-    EXPECT_EQ(polled(), (std::vector<std::string>{"-1", "42", "42"}));
-    EXPECT_TRUE(received.empty());
-}
-
-TEST_F(PollServicePort8080, APayloadThatIsNotJsonOrABodyThatIsNotAStringEndsTheLoop)
+// A number is the next index and an empty string keeps it; a payload that is not JSON, a body that is
+// not a string or no server ends the loop with a line and no null message.
+TEST_F(PollServicePort8080, ScriptedAnswersSetTheIndexAndFailuresEndTheLoop)
 {
     lithmar::test::StdoutFile output;
-    poll.script("GET", kPollPath, local::Fault::respond(local::Response::json(200, "\"12abc\"")));
-    poll.script("GET", kPollPath, local::Fault::respond(local::Response::error(500, "down")));
+    for (const auto& answer : {local::Response::json(200, "\"42\""), local::Response::json(200, "\"\""),
+                               local::Response::json(200, "\"12abc\""), local::Response::error(500, "down")}) {
+        poll.script("GET", kPollPath, local::Fault::respond(answer));
+    }
     const std::string line = "Failure in Polling: internal error.\n";
     EXPECT_TRUE(connect(60));
-    ASSERT_TRUE(output.waitFor(line, kCycles));
+    ASSERT_TRUE(output.waitFor(line, 2 * kCycles));
+    EXPECT_EQ(polled(), (std::vector<std::string>{"-1", "42", "42"}));
     EXPECT_TRUE(connect(60)); // starts a new loop only if the failed one stopped
     ASSERT_TRUE(output.waitFor(line + line, kCycles));
-    EXPECT_EQ(output.text(), line + line);
-    EXPECT_TRUE(received.empty()) << "no null message after a failure";
-}
-
-TEST(PollServiceNoServerPort8080, AConnectionFailureEndsTheLoopWithTheHttpErrorLine)
-{
-    lithmar::test::StdoutFile output;
+    EXPECT_EQ(polled(), (std::vector<std::string>{"-1", "42", "42", "-1"}));
+    platform.stop();
     EXPECT_TRUE(connect(60));
-    EXPECT_TRUE(output.waitFor("\n", kCycles));
-    EXPECT_THAT(output.text(), testing::MatchesRegex("Failure in Polling: .+ \\[[0-9]+\\]\n"));
+    ASSERT_TRUE(output.waitFor("]\n", kCycles)); // the HTTP error line
+    EXPECT_THAT(output.text(), testing::MatchesRegex(line + line + "Failure in Polling: .+ \\[[0-9]+\\]\n"));
     EXPECT_TRUE(received.empty());
 }
 

@@ -5,9 +5,11 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <future>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -21,6 +23,8 @@ using test::RawClient;
 using test::requestText;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
+
+using Req = const RecordedRequest&;
 
 Response text(std::string body)
 {
@@ -38,15 +42,11 @@ class HttpServerTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        server.route("GET", "/sites/{id}", [](const RecordedRequest& r) {
-            return text("site " + r.params.at("id") + " query " + r.query);
-        });
-        server.route("POST", "/sites", [](const RecordedRequest& r) { return Response{201, "", {}, "made " + r.body}; });
-        server.route("*", "/files/{rest...}", [](const RecordedRequest& r) {
-            return text(r.method + " file " + r.params.at("rest"));
-        });
-        server.route("GET", "/files/special", [](const RecordedRequest&) { return text("never: added last"); });
-        server.route("GET", "/fails", [](const RecordedRequest&) -> Response { throw std::runtime_error("locked"); });
+        server.route("GET", "/sites/{id}", [](Req r) { return text("site " + r.params.at("id") + " ? " + r.query); });
+        server.route("POST", "/sites", [](Req r) { return Response{201, "", {}, "made " + r.body}; });
+        server.route("*", "/files/{rest...}", [](Req r) { return text(r.method + " file " + r.params.at("rest")); });
+        server.route("GET", "/files/special", [](Req) { return text("never: added last"); });
+        server.route("GET", "/fails", [](Req) -> Response { throw std::runtime_error("locked"); });
         server.start();
     }
 
@@ -65,12 +65,12 @@ protected:
 TEST_F(HttpServerTest, RoutesByMethodAndPathOnOneConnection)
 {
     // Routes added to a running server.
-    server.route("GET", "/custom", [](const RecordedRequest&) {
+    server.route("GET", "/custom", [](Req) {
         return Response{299, "Fine Anyway", {{"X-One", "1"}, {"Content-Length", "999"}, {"X-One", "2"}}, "abc"};
     });
-    server.route("DELETE", "/custom", [](const RecordedRequest&) { return Response{204, "", {}, "ignored"}; });
+    server.route("DELETE", "/custom", [](Req) { return Response{204, "", {}, "ignored"}; });
     const std::tuple<std::string, std::string, std::string, int, std::string> cases[] = {
-        {"GET", "/sites/s-42?expand=wells&x=%20", "", 200, "site s-42 query expand=wells&x=%20"},
+        {"GET", "/sites/s-42?expand=wells&x=%20", "", 200, "site s-42 ? expand=wells&x=%20"},
         {"POST", "/sites", "{\"name\":\"North\"}", 201, "made {\"name\":\"North\"}"},
         {"PUT", "/files/a/b/c.las", "data", 200, "PUT file a/b/c.las"},
         {"GET", "/files/special", "", 200, "GET file special"},
@@ -89,13 +89,11 @@ TEST_F(HttpServerTest, RoutesByMethodAndPathOnOneConnection)
         EXPECT_EQ(reply.status, status) << method << " " << target;
         EXPECT_EQ(reply.body, answer) << method << " " << target;
         if (status == 299) { // the handler's headers and reason, but the server's framing
-            EXPECT_EQ(reply.reason, "Fine Anyway");
-            EXPECT_EQ(reply.header("Content-Length"), "3");
-            EXPECT_EQ(reply.headerLines("X-One").size(), 2u);
+            EXPECT_EQ(reply.reason + reply.header("Content-Length") + reply.header("X-One"), "Fine Anyway31, 2");
         }
         if (status >= 400) {
-            EXPECT_EQ(reply.header("Content-Type"), "application/json");
-            EXPECT_EQ(reply.header("Allow"), status == 405 ? "GET" : "");
+            EXPECT_EQ(reply.header("Content-Type") + "|" + reply.header("Allow"),
+                      status == 405 ? "application/json|GET" : "application/json|");
         }
     }
     EXPECT_EQ(server.acceptedConnections(), 1u);
@@ -117,14 +115,10 @@ TEST_F(HttpServerTest, AnswersPipelinedRequestsInOrderAndRecordsThemAsSent)
     const auto requests = server.requests();
     ASSERT_EQ(requests.size(), 3u);
     const RecordedRequest& request = requests[0];
-    EXPECT_EQ(request.target, "/files/up%20load?a=1&b=%2F");
-    EXPECT_EQ(request.path, "/files/up%20load");
-    ASSERT_EQ(request.headers.size(), 4u);
-    EXPECT_EQ(request.headers[2].name, "x-trace");
-    EXPECT_EQ(request.header("X-TRACE"), "one, two");
-    EXPECT_EQ(request.body, "hello");
-    EXPECT_EQ(request.localAddress, "127.0.0.1:" + std::to_string(server.port()));
-    EXPECT_EQ(request.remoteAddress, client.localAddress());
+    EXPECT_EQ(request.target + " " + request.path + " " + request.header("X-TRACE") + " " + request.headers.at(2).name +
+                  " " + request.body + " " + request.localAddress + " " + request.remoteAddress,
+              "/files/up%20load?a=1&b=%2F /files/up%20load one, two x-trace hello 127.0.0.1:" +
+                  std::to_string(server.port()) + " " + client.localAddress());
     EXPECT_EQ(requests[2].connection, request.connection);
     server.clearRequests();
     RawClient old(server.port());
@@ -138,14 +132,13 @@ TEST_F(HttpServerTest, AnswersPipelinedRequestsInOrderAndRecordsThemAsSent)
 
 TEST_F(HttpServerTest, ServesManyClientsAtOnceWhileRoutesChange)
 {
-    server.route("POST", "/count", [](const RecordedRequest& r) { return text(r.body); });
-    constexpr int kClients = 4, kRequestsEach = 25;
+    server.route("POST", "/count", [](Req r) { return text(r.body); });
     std::atomic<int> wrongAnswers{0};
     std::vector<std::thread> clients;
-    for (int c = 0; c < kClients; ++c) {
+    for (int c = 0; c < 4; ++c) {
         clients.emplace_back([&, c] {
             RawClient client(server.port());
-            for (int i = 0; i < kRequestsEach; ++i) {
+            for (int i = 0; i < 25; ++i) {
                 const std::string body = std::to_string(c) + "/" + std::to_string(i);
                 client.send(requestText("POST", "/count", {}, body));
                 wrongAnswers += client.readResponse().body != body;
@@ -153,26 +146,20 @@ TEST_F(HttpServerTest, ServesManyClientsAtOnceWhileRoutesChange)
         });
     }
     for (int i = 0; i < 20; ++i) {
-        server.route("GET", "/extra/" + std::to_string(i), [](const RecordedRequest&) { return text("extra"); });
+        server.route("GET", "/extra/" + std::to_string(i), [](Req) { return text("extra"); });
     }
-    for (auto& client : clients) {
-        client.join();
-    }
+    std::for_each(clients.begin(), clients.end(), [](std::thread& client) { client.join(); });
     EXPECT_EQ(wrongAnswers, 0);
-    EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(kClients * kRequestsEach));
-    EXPECT_EQ(server.acceptedConnections(), static_cast<std::size_t>(kClients));
+    EXPECT_EQ(server.requests().size(), 100u);
+    EXPECT_EQ(server.acceptedConnections(), 4u);
 }
 
 // Two threads: the first connection on one, the second on the other.
 TEST_F(HttpServerTest, ABlockedHandlerHoldsUpOnlyTheConnectionsOfItsThread)
 {
-    EXPECT_FALSE(server.waitForRequests(1, 20ms));
     std::promise<void> release;
     const std::shared_future<void> released = release.get_future().share();
-    server.route("GET", "/blocked", [released](const RecordedRequest&) {
-        released.wait_for(20s);
-        return text("released");
-    });
+    server.route("GET", "/blocked", [released](Req) { released.wait_for(20s); return text("released"); });
     RawClient blocked(server.port());
     blocked.send(requestText("GET", "/blocked"));
     ASSERT_TRUE(server.waitForRequests(1));
@@ -190,17 +177,16 @@ TEST_F(HttpServerTest, AnswersScriptedFaultsInOrderForMatchingRequestsOnly)
     server.script("*", "*", Fault::respond(Response{503, "", {}, "busy"}));
     server.script("GET", "/files/a/{id}", Fault::respond(Response{504, "", {}, ""}));
     server.script("GET", "/files/slow", Fault::delay(50ms)); // then answers (the lifecycle test sees it stall)
-    const std::tuple<std::string, int, std::string> expected[] = {
-        {"/files/a/1", 502, ""}, {"/files/down", 500, ""}, {"/files/b", 503, "busy"}, {"/files/a/2", 502, ""},
-        {"/files/a/3", 504, ""}, {"/files/a/4", 200, "GET file a/4"}, {"/files/b", 200, "GET file b"},
-        {"/files/down", 500, ""}, {"/files/slow", 200, "GET file slow"},
+    const std::pair<std::string, std::string> expected[] = {
+        {"/files/a/1", "502 "}, {"/files/down", "500 "}, {"/files/b", "503 busy"}, {"/files/a/2", "502 "},
+        {"/files/a/3", "504 "}, {"/files/a/4", "200 GET file a/4"}, {"/files/b", "200 GET file b"},
+        {"/files/down", "500 "}, {"/files/slow", "200 GET file slow"},
     };
     RawClient client(server.port());
-    for (const auto& [path, status, body] : expected) {
+    for (const auto& [path, answer] : expected) {
         client.send(requestText("GET", path));
         const auto reply = client.readResponse();
-        EXPECT_EQ(reply.status, status) << path;
-        EXPECT_EQ(reply.body, body) << path;
+        EXPECT_EQ(std::to_string(reply.status) + " " + reply.body, answer) << path;
     }
     server.clearScript();
     client.send(requestText("GET", "/files/down"));
@@ -241,9 +227,8 @@ TEST_F(HttpServerTest, ScriptedFaultsCloseTheConnectionAndRecordWhatWasRead)
         EXPECT_EQ(client.readUntilClosed(), answer);
         ASSERT_TRUE(server.waitForRequests(1));
         const auto recorded = server.requests().at(0);
-        EXPECT_EQ(recorded.complete, complete);
-        EXPECT_EQ(recorded.body, recordedBody);
-        EXPECT_EQ(recorded.bodySize, recordedBody.size());
+        EXPECT_EQ(std::tuple(recorded.complete, recorded.body, recorded.bodySize),
+                  std::tuple(complete, recordedBody, recordedBody.size()));
     }
     EXPECT_THAT(log(), HasSubstr(" POST /files/up -> closed without an answer (scripted) (14 body bytes)\n"));
 }
@@ -251,47 +236,45 @@ TEST_F(HttpServerTest, ScriptedFaultsCloseTheConnectionAndRecordWhatWasRead)
 TEST(HttpServerLifecycleTest, StopsPromptlyStartsAgainOnItsPortAndListensWhereTold)
 {
     HttpServer server;
-    server.route("*", "/{rest...}", [](const RecordedRequest&) { return Response{}; });
+    server.route("*", "/{rest...}", [](Req) { return Response{}; });
     // Stalled requests are recorded at once; stop() cuts the stall short.
     server.script("GET", "/stalled", Fault::delay(1h));
     server.script("GET", "/stalled-error", Fault::respond(Response{429, "", {}, ""}).after(1h));
     server.start();
     EXPECT_THROW(server.start(), std::logic_error);
     const auto port = server.port();
-    RawClient idle(port);
-    idle.send(requestText("GET", "/served"));
-    idle.readResponse();
-    RawClient midBody(port);
-    midBody.send("PUT /upload HTTP/1.1\r\nHost: x\r\nContent-Length: 100000000\r\n\r\npartial");
-    RawClient stalled(port);
-    stalled.send(requestText("GET", "/stalled"));
-    RawClient stalledError(port);
-    stalledError.send(requestText("GET", "/stalled-error"));
+    // Idle after an answer, mid-body, stalled, stalled before an error.
+    const std::string openings[] = {requestText("GET", "/served"),
+                                    "PUT /upload HTTP/1.1\r\nHost: x\r\nContent-Length: 100000000\r\n\r\npartial",
+                                    requestText("GET", "/stalled"), requestText("GET", "/stalled-error")};
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (const auto& bytes : openings) {
+        clients.push_back(std::make_unique<RawClient>(port));
+        clients.back()->send(bytes);
+    }
+    clients[0]->readResponse();
     ASSERT_TRUE(server.waitForRequests(3));
     server.stop();
-    for (RawClient* client : {&idle, &midBody, &stalled, &stalledError}) {
+    for (const auto& client : clients) {
         EXPECT_TRUE(client->closedByServer());
     }
     EXPECT_THROW(RawClient{port}, std::runtime_error);
     server.start();
     EXPECT_EQ(server.port(), port);
-    RawClient again(port);
-    again.send(requestText("GET", "/"));
-    EXPECT_EQ(again.readResponse().status, 200);
+    EXPECT_EQ(test::httpCall(port, "GET", "/").status, 200);
     server.clearRequests();
 
     ServerOptions options;
     options.address = "127.0.0.2";
     options.port = port;
     HttpServer second(options);
-    second.route("GET", "/", [](const RecordedRequest&) { return Response{}; });
+    second.route("GET", "/", [](Req) { return Response{}; });
     second.start();
     EXPECT_EQ(second.baseUrl(), "http://127.0.0.2:" + std::to_string(port));
     RawClient client(port, "127.0.0.2");
     client.send(requestText("GET", "/"));
-    EXPECT_EQ(client.readResponse().status, 200);
-    EXPECT_EQ(second.requests().at(0).localAddress, "127.0.0.2:" + std::to_string(port));
-    EXPECT_TRUE(server.requests().empty());
+    client.readResponse();
+    EXPECT_TRUE(server.requests().empty() && second.requests().size() == 1);
     options.address = "127.0.0.1";
     HttpServer taken(options);
     EXPECT_THAT([&] { taken.start(); },
