@@ -1,242 +1,144 @@
-// Exact wire text for the cases that callers and the service depend on,
-// written out in full rather than derived from the catalogue.
-#include "Samples.h"
-
+// The exact JSON of every request the service receives and every answer it sends, keys in the order the models
+// write them, and how the entries of a site tree are told apart.
+#include <lithmar/exchange/model/BoreholeCollection.h>
 #include <lithmar/exchange/model/BoreholeIntervalSetUploadCommand.h>
 #include <lithmar/exchange/model/BoreholeUploadCommand.h>
+#include <lithmar/exchange/model/CancelUploadCommand.h>
+#include <lithmar/exchange/model/CreateSiteResult.h>
+#include <lithmar/exchange/model/DownloadGeologicFeatureResult.h>
+#include <lithmar/exchange/model/DownloadGeologicModelResult.h>
+#include <lithmar/exchange/model/FieldObservationUploadCommand.h>
+#include <lithmar/exchange/model/FinishUploadCommand.h>
 #include <lithmar/exchange/model/GeoUploadCommand.h>
+#include <lithmar/exchange/model/GeologicModel.h>
 #include <lithmar/exchange/model/GetCRSResult.h>
 #include <lithmar/exchange/model/GetSiteResult.h>
 #include <lithmar/exchange/model/GetSitesResult.h>
-#include <lithmar/exchange/model/RDFTicketedServer.h>
-#include <lithmar/exchange/model/Site.h>
+#include <lithmar/exchange/model/PointSampleCollection.h>
+#include <lithmar/exchange/model/SiteCreateCommand.h>
 #include <lithmar/exchange/model/StartUploadCommand.h>
+#include <lithmar/exchange/model/StartUploadResult.h>
+#include <lithmar/exchange/model/StaticStructureCollection.h>
+#include <lithmar/exchange/model/TerrainCollection.h>
+#include <lithmar/exchange/model/TerrainUploadCommand.h>
+#include <lithmar/exchange/model/UploadBoreholeIntervalSetResult.h>
 #include <lithmar/exchange/model/UploadBoreholesResult.h>
+#include <lithmar/exchange/model/UploadFieldObservationResult.h>
+#include <lithmar/exchange/model/UploadGeoResult.h>
+#include <lithmar/exchange/model/UploadTerrainResult.h>
 
 #include <gtest/gtest.h>
 
-namespace lithmar_test {
+#include <sstream>
+#include <typeindex>
+
 namespace {
 
+using namespace com::vantorel::lithmar;
 using namespace com::vantorel::lithmar::exploration::model;
 using web::json::value;
 
-value parse(const std::string& json)
+// Parsed objects keep their keys sorted, so the model meets them out of its own order and writes them back in it.
+template <typename Model> std::string wire(const std::string& text)
 {
-    return value::parse(json);
+    value json = value::parse(text);
+    Model model;
+    model.fromJson(json);
+    return model.toJson().serialize();
 }
 
-BoreholeUploadCommand boreholeUpload()
+TEST(WireExamples, EveryModelOnTheWireReadsAndWritesItsKeysInOrder)
 {
-    BoreholeUploadCommand command;
-    command.setSessionId(L"s1");
-    command.getFcsStreamIds() = {L"a", L"b"};
-    command.setSiteId(L"x");
-    return command;
-}
-
-TEST(BoreholeUploadCommandWire, WritesSetFieldsAndTheListInTableOrder)
-{
-    EXPECT_EQ(text(boreholeUpload().toJson()), R"({"sessionId":"s1","fcsStreamIds":["a","b"],"siteId":"x"})");
-}
-
-TEST(BoreholeUploadCommandWire, NamesPartsFromThePrefix)
-{
-    const auto form = writtenForm(boreholeUpload(), L"body");
-    const std::vector<Part> expected = {{L"body.sessionId", "s1", L""},
-                                        {L"body.fcsStreamIds", R"(["a","b"])", L"application/json"},
-                                        {L"body.siteId", "x", L""}};
-    EXPECT_EQ(partsOf(*form), expected);
-}
-
-TEST(BoreholeUploadCommandWire, ReadingRefillsTheListAndKeepsFieldsThatAreMissing)
-{
-    BoreholeUploadCommand command;
-    command.setCrs(L"c");
-    command.unsetImportType();
-    command.getFcsStreamIds() = {L"stale"};
-    value json = boreholeUpload().toJson();
-    command.fromJson(json);
-    EXPECT_EQ(command.getSessionId(), L"s1");
-    EXPECT_EQ(command.getSiteId(), L"x");
-    EXPECT_EQ(command.getFcsStreamIds(), (std::vector<std::wstring>{L"a", L"b"}));
-    EXPECT_FALSE(command.fcsStreamIdsIsSet());
-    EXPECT_TRUE(command.crsIsSet());
-    EXPECT_EQ(command.getCrs(), L"c");
-    EXPECT_FALSE(command.importTypeIsSet());
-}
-
-TEST(BoreholeUploadCommandWire, PrefixedFormReadsBackAsNothingButAnEmptiedList)
-{
-    const auto form = writtenForm(boreholeUpload(), L"body");
-    BoreholeUploadCommand command;
-    command.setSessionId(L"kept");
-    command.getFcsStreamIds() = {L"stale"};
-    command.fromMultiPart(form, L"body");
-    EXPECT_EQ(text(command.toJson()), R"({"sessionId":"kept"})");
-}
-
-TEST(ScalarWire, ZeroAndEmptyAreWrittenWhenSet)
-{
-    StartUploadCommand start;
-    EXPECT_EQ(text(start.toJson()), "{}");
-    start.setNumberOfFiles(0);
-    EXPECT_EQ(text(start.toJson()), R"({"numberOfFiles":0})");
-
-    Site site;
-    site.setName(L"");
-    EXPECT_EQ(text(site.toJson()), R"({"name":""})");
-    site.setName(L"old");
-    site.unsetName();
-    EXPECT_EQ(text(site.toJson()), "{}");
-    EXPECT_EQ(site.getName(), L"old");
-}
-
-TEST(ScalarWire, NonAsciiTextTravelsAsUtf8)
-{
-    Site site;
-    site.setName(L"Z\u00fcrich \u20ac\U0001D11E");
-    const std::string utf8 = "Z\xC3\xBCrich \xE2\x82\xAC\xF0\x9D\x84\x9E";
-    EXPECT_EQ(site.toJson().at("name").as_string(), utf8);
-    const auto form = writtenForm(site, L"");
-    EXPECT_EQ(partsOf(*form), (std::vector<Part>{{L"name", utf8, L""}}));
-    Site read;
-    read.fromMultiPart(form, L"");
-    EXPECT_EQ(read.getName(), site.getName());
-}
-
-TEST(ListWire, EmptyListIsNotWritten)
-{
-    GeoUploadCommand command;
-    command.setSessionId(L"s");
-    EXPECT_EQ(text(command.toJson()), R"({"sessionId":"s"})");
-}
-
-TEST(ListWire, NullModelsStayInTheListAndAreWrittenBack)
-{
-    value json = parse(R"({"sites":[null,{"id":"s"}]})");
-    const auto result = GetSitesResult::createGetSitesResult(json);
-    ASSERT_EQ(result->getSites().size(), 2u);
-    EXPECT_EQ(result->getSites()[0], nullptr);
-    EXPECT_EQ(result->getSites()[1]->getId(), L"s");
-    EXPECT_EQ(text(result->toJson()), R"({"sites":[null,{"id":"s"}]})");
-}
-
-TEST(ListWire, ElementThatIsNotAnObjectReadsAsAnEmptyModel)
-{
-    // Like any value without keys: nothing to read, and no error.
-    value json = parse(R"({"sites":["x",7]})");
-    EXPECT_EQ(text(GetSitesResult::createGetSitesResult(json)->toJson()), R"({"sites":[{},{}]})");
-}
-
-TEST(ListWire, EmptyArrayReadsAsAnEmptyList)
-{
-    value json = parse(R"({"result":"r","crs":[]})");
-    const auto result = GetCRSResult::createGetCRSResult(json);
-    EXPECT_TRUE(result->resultIsSet());
-    EXPECT_FALSE(result->trackingNumberIsSet());
-    EXPECT_TRUE(result->getCrs().empty());
-    EXPECT_EQ(text(result->toJson()), R"({"result":"r"})");
-}
-
-TEST(ResultWire, ReadsOnlyTheKeysItHas)
-{
-    value json = parse(R"({"jobId":"j","unknown":{"a":1},"result":"x"})");
-    const auto result = UploadBoreholesResult::createUploadBoreholesResult(json);
-    EXPECT_TRUE(result->jobIdIsSet());
-    EXPECT_FALSE(result->countIsSet());
-    EXPECT_FALSE(result->timingIsSet());
-    EXPECT_EQ(text(result->toJson()), R"({"result":"x","jobId":"j"})");
-}
-
-TEST(ResultWire, FirstOfTwoEqualKeysCounts)
-{
-    value json = parse(R"({"result":"first","result":"second"})");
-    EXPECT_EQ(UploadBoreholesResult::createUploadBoreholesResult(json)->getResult(), L"first");
-}
-
-TEST(ResultWire, WrongTypeStopsReadingAndKeepsEarlierFields)
-{
-    BoreholeIntervalSetUploadCommand command;
-    command.setName(L"before");
-    value json = parse(R"({"sessionId":"s","fcsStreamId":["a"],"name":"n"})");
-    EXPECT_THROW(command.fromJson(json), web::json::json_exception);
-    EXPECT_EQ(command.getSessionId(), L"s");
-    EXPECT_FALSE(command.fcsStreamIdIsSet());
-    EXPECT_EQ(command.getName(), L"before");
-}
-
-TEST(NestedWire, NullOrMissingTreeLeavesTheFieldAlone)
-{
-    value json = parse(R"({"tree":null})");
-    EXPECT_FALSE(GetSiteResult::createGetSiteResult(json)->treeIsSet());
-    EXPECT_EQ(GetSiteResult::createGetSiteResult(json)->getTree(), nullptr);
-
-    RDFTicketedServer server;
-    const auto factory = std::make_shared<SupplierHttpRequestClient>();
-    server.setHttpRequestClientFactory(factory);
-    for (value kept : {value::object(), parse(R"({"httpRequestClientFactory":null})")}) {
-        server.fromJson(kept);
-        EXPECT_EQ(server.getHttpRequestClientFactory(), factory);
-        EXPECT_TRUE(server.httpRequestClientFactoryIsSet());
+    const std::string siteTree =
+        R"({"result":"OK","trackingNumber":"7","tree":{"type":"Site","id":"s","name":"n","modificationDate":"d",)"
+        R"("children":[{"type":"BoreholeCollection","id":"b","name":"n","totalItems":"0042"},null,)"
+        R"({"type":"GeologicModel","id":"g","name":"n","children":[{"type":"FeatureCollection","id":"fc","name":"n",)"
+        R"("children":[{"type":"Parameters","id":"p","name":"n","parameters":"x","children":[{"type":"Feature",)"
+        R"("isDirty":"false","id":"f","name":"n","attributeName":"a","attributeValue":"v",)"
+        R"("attributeOperator":"="}]}]}],"modificationDate":"d"},{"type":"PointSampleCollection","id":"p","name":"n",)"
+        R"("children":[{"type":"PointSampleSet","id":"ps","name":"n","totalItems":"7"}]},)"
+        R"({"type":"StaticStructureCollection","id":"ss","name":"n","children":[{"type":"StaticStructure","id":"s1",)"
+        R"("name":"n","modificationDate":"d"}]},{"type":"TerrainCollection","id":"t","name":"n",)"
+        R"("children":[{"type":"Terrain","id":"t1","name":"n","modificationDate":"d"}]},{"type":"Folder","id":"x",)"
+        R"("name":"n"}]}})";
+    const std::string upload = R"({"sessionId":"s","fcsStreamIds":["f1","f2"],"name":"n","siteId":"x","crs":"c",)"
+                               R"("importType":"i",)";
+    const std::string ok = R"({"result":"OK","trackingNumber":"7",)";
+    const struct {
+        std::string (*wire)(const std::string&);
+        std::string json;
+    } examples[] = {
+        {wire<SiteCreateCommand>, R"({"siteName":"North field"})"},
+        {wire<StartUploadCommand>, R"({"numberOfFiles":3})"},
+        {wire<FinishUploadCommand>, R"({"sessionId":"s","fcsReceipts":[{"fcsStreamId":"f1","fcsReciept":"r"}]})"},
+        {wire<CancelUploadCommand>, R"({"fcsIds":["f1","f2"]})"},
+        {wire<BoreholeUploadCommand>,
+         R"({"sessionId":"s","fcsStreamIds":["f1"],"siteId":"x","crs":"c","importType":"i"})"},
+        {wire<BoreholeIntervalSetUploadCommand>,
+         R"({"sessionId":"s","fcsStreamId":"f","name":"n","siteId":"x","importType":"i"})"},
+        {wire<FieldObservationUploadCommand>, upload + R"("existingFieldObservationId":"e"})"},
+        {wire<GeoUploadCommand>, upload + R"("existingGeoId":"e"})"},
+        {wire<TerrainUploadCommand>, upload + R"("existingTerrainId":"e"})"},
+        {wire<GetCRSResult>, ok + R"("crs":[{"id":"c","name":"n","unitofmeasure":"m"}]})"},
+        {wire<GetSitesResult>,
+         ok + R"("sites":[{"id":"s","name":"n","description":"d","crs":"c","unitofmeasure":"m"}]})"},
+        {wire<GetSiteResult>, siteTree},
+        {wire<CreateSiteResult>, ok + R"("name":"n","id":"s"})"},
+        {wire<StartUploadResult>,
+         R"({"sessionId":"s","fcsFiles":[{"fcsStreamId":"f","fcsFileUrl":"u","fcsFileTicket":"t"}]})"},
+        {wire<UploadBoreholesResult>, ok + R"("count":"2","jobId":"j","timing":"1s"})"},
+        {wire<UploadBoreholeIntervalSetResult>, ok + R"("count":"2","jobId":"j"})"},
+        {wire<UploadFieldObservationResult>, ok + R"("id":"o","jobId":"j"})"},
+        {wire<UploadGeoResult>, ok + R"("id":"g","modificationDate":"d","size":"9","jobId":"j"})"},
+        {wire<UploadTerrainResult>, ok + R"("id":"t","modificationDate":"d","size":"9","jobId":"j"})"},
+        {wire<DownloadGeologicModelResult>, ok + R"("geologicModelId":"g","files":[{"name":"a.ts","data":"QQ=="}]})"},
+        {wire<DownloadGeologicFeatureResult>, ok + R"("geologicFeatureId":"f","files":[{"name":"a","data":"QQ=="}]})"},
+    };
+    for (const auto& example : examples) {
+        EXPECT_EQ(example.wire(example.json), example.json);
     }
 }
 
-TEST(NestedWire, ModelWithoutFieldsWritesAnEmptyObjectAndReadsAnything)
+TEST(SiteTreeEntries, AreReadByTheClassTheirExactTypeNames)
 {
-    SupplierHttpRequestClient client;
-    value json = parse(R"({"anything":[1,2]})");
-    client.fromJson(json);
-    EXPECT_EQ(text(client.toJson()), "{}");
-    RDFTicketedServer server;
-    server.setHttpRequestClientFactory(std::make_shared<SupplierHttpRequestClient>());
-    EXPECT_EQ(text(server.toJson()), R"({"httpRequestClientFactory":{}})");
-}
-
-GetSiteResult siteWithTree()
-{
-    auto tree = std::make_shared<SiteDetails>();
-    tree->setType(L"Site");
-    tree->setId(L"t1");
-    tree->getChildren() = {nullptr};
-    GetSiteResult site;
-    site.setResult(L"ok");
-    site.setTree(tree);
-    return site;
-}
-
-TEST(NestedWire, TreePartsAreNamedFromTheTreeKeyAlone)
-{
-    for (const std::wstring prefix : {L"", L"outer", L"outer."}) {
-        const auto form = writtenForm(siteWithTree(), prefix);
-        const std::wstring outer = prefix.empty() ? L"" : L"outer.";
-        const std::vector<Part> expected = {{outer + L"result", "ok", L""},
-                                            {L"tree.type", "Site", L""},
-                                            {L"tree.id", "t1", L""},
-                                            {L"tree.children", "[null]", L"application/json"}};
-        EXPECT_EQ(partsOf(*form), expected);
+    const std::pair<const char*, std::type_index> types[] = {
+        {R"("type":"BoreholeCollection",)", typeid(BoreholeCollection)},
+        {R"("type":"GeologicModel",)", typeid(GeologicModel)},
+        {R"("type":"PointSampleCollection",)", typeid(PointSampleCollection)},
+        {R"("type":"StaticStructureCollection",)", typeid(StaticStructureCollection)},
+        {R"("type":"TerrainCollection",)", typeid(TerrainCollection)},
+        {R"("type":"geologicmodel",)", typeid(TopLevelChild)},
+        {R"("type":"GeologicModel ",)", typeid(TopLevelChild)},
+        {R"("type":"Geologic",)", typeid(TopLevelChild)},
+        {R"("type":"",)", typeid(TopLevelChild)},
+        {R"("type":null,)", typeid(TopLevelChild)},
+        {"", typeid(TopLevelChild)},
+    };
+    for (const auto& [type, expected] : types) {
+        value json = value::parse(std::string("{") + type + R"("id":"c1","children":[],"totalItems":"7"})");
+        const auto child = TopLevelChild::createTopLevelChild(json);
+        EXPECT_EQ(std::type_index(typeid(*child)), expected) << type;
+        EXPECT_EQ(child->getId(), L"c1") << type;
     }
-}
-
-TEST(NestedWire, TreeIsReadFromBareNamesOnlyWhenAPartNamesIt)
-{
-    const auto written = writtenForm(siteWithTree(), L"");
-    GetSiteResult site;
-    site.fromMultiPart(written, L"");
-    EXPECT_FALSE(site.treeIsSet());
-
-    site.fromMultiPart(formOf({{L"tree", ""}, {L"type", "T"}, {L"tree.id", "ignored"}, {L"children", "[null]"}}), L"");
-    ASSERT_TRUE(site.treeIsSet());
-    EXPECT_EQ(text(site.getTree()->toJson()), R"({"type":"T","children":[null]})");
-}
-
-TEST(MultipartWire, ReadingLooksForBareNamesWhateverThePrefix)
-{
-    Site site;
-    site.fromMultiPart(formOf({{L"p.id", "prefixed"}, {L"name", "bare"}}), L"p");
-    EXPECT_FALSE(site.idIsSet());
-    EXPECT_EQ(site.getName(), L"bare");
+    value notAnObject = value::string("GeologicModel");
+    EXPECT_EQ(std::type_index(typeid(*TopLevelChild::createTopLevelChild(notAnObject))), typeid(TopLevelChild));
+    for (const char* bad : {R"({"type":5})", R"({"type":"GeologicModel","children":{}})",
+                            R"({"type":"TerrainCollection","children":[{"id":5}]})"}) {
+        value json = value::parse(bad);
+        EXPECT_THROW(TopLevelChild::createTopLevelChild(json), web::json::json_exception) << bad;
+    }
+    // In a form, a site's entries come as one JSON part and are told apart the same way.
+    const std::string children =
+        R"([{"type":"TerrainCollection","id":"t","children":[{"id":"t1"}]},null,{"type":"X"}])";
+    auto part = std::make_shared<HttpContent>();
+    part->setName(L"children");
+    part->setData(std::make_shared<std::istringstream>(children));
+    auto form = std::make_shared<MultipartFormData>();
+    form->add(part);
+    SiteDetails site;
+    site.fromMultiPart(form, L"");
+    EXPECT_EQ(site.toJson().serialize(), R"({"children":)" + children + "}");
+    EXPECT_NE(std::dynamic_pointer_cast<TerrainCollection>(site.getChildren().at(0)), nullptr);
 }
 
 } // namespace
-} // namespace lithmar_test
