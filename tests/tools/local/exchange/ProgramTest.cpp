@@ -1,220 +1,120 @@
-// lithmar-local itself: started as a separate process, it prints where it
-// listens, serves, and ends with 0 on SIGTERM or SIGINT.
+// lithmar-local itself, as a separate process: it prints where it listens,
+// serves, ends with 0 on SIGTERM or SIGINT, and says why it cannot start.
 
-#include "HttpCall.h"
+#include <tests/support/Platform.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <optional>
 #include <regex>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
-#include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
-
-namespace lithmar::local::testing {
+namespace lithmar::test {
 namespace {
 
-// Limits that only a broken program reaches; they keep the test from hanging.
-constexpr int kOutputWaitMs = 30000;
-constexpr auto kExitWait = std::chrono::seconds(30);
+using ::testing::HasSubstr;
 
-// The program with its standard output (and error) on a pipe.
+// The program with its output (standard output and error) read through a pipe.
+// Reads give up after 30 s, which only a broken program reaches, so that no
+// test hangs.
 class Program {
 public:
-    explicit Program(const std::vector<std::string>& arguments)
+    explicit Program(std::string arguments)
     {
-        int pipeEnds[2];
-        if (pipe2(pipeEnds, O_CLOEXEC) != 0) {
-            throw std::runtime_error("pipe failed");
+        if (arguments.find("--poll-port") == std::string::npos) {
+            arguments += " --no-poll"; // port 8080 is for the tests that take it in turn
         }
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDERR_FILENO);
-        std::vector<std::string> all{LITHMAR_LOCAL_PROGRAM};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        // Port 8080 is for the tests that take it in turn.
-        if (std::find(arguments.begin(), arguments.end(), "--poll-port") == arguments.end()) {
-            all.push_back("--no-poll");
-        }
-        std::vector<char*> argv;
-        for (std::string& argument : all) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        const int error = posix_spawn(&m_pid, LITHMAR_LOCAL_PROGRAM, &actions, nullptr, argv.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        close(pipeEnds[1]);
-        m_output = pipeEnds[0];
-        if (error != 0) {
-            close(m_output);
-            throw std::runtime_error("cannot start " LITHMAR_LOCAL_PROGRAM);
-        }
+        // The shell tells its process id, which the program then takes over.
+        m_pipe = popen(("echo $$; exec '" LITHMAR_LOCAL_PROGRAM "' " + arguments + " 2>&1").c_str(), "r");
+        m_pid = std::stoi(line());
+        m_output.clear();
     }
-
     ~Program()
     {
-        if (!m_exitStatus) {
+        if (m_pipe != nullptr) {
             kill(m_pid, SIGKILL);
-            waitpid(m_pid, nullptr, 0);
-        }
-        close(m_output);
-    }
-
-    // The next line of output; "" when the output ended or stayed silent for
-    // kOutputWaitMs.
-    std::string readLine()
-    {
-        for (;;) {
-            const auto newline = m_pending.find('\n');
-            if (newline != std::string::npos) {
-                std::string line = m_pending.substr(0, newline);
-                m_pending.erase(0, newline + 1);
-                return line;
-            }
-            if (!readMore()) {
-                return std::exchange(m_pending, {});
-            }
+            pclose(m_pipe);
         }
     }
 
-    // Everything until the output ends (or stays silent for kOutputWaitMs).
-    std::string readToEnd()
+    // The next line of output; "" at the end.
+    std::string line()
     {
-        while (readMore()) {
+        std::string text;
+        pollfd output{fileno(m_pipe), POLLIN, 0};
+        for (char c;
+             (text.empty() || text.back() != '\n') && poll(&output, 1, 30000) == 1 && read(output.fd, &c, 1) == 1;) {
+            text += c;
         }
-        return std::exchange(m_pending, {});
+        m_output += text;
+        return text;
+    }
+    const std::string& output() const { return m_output; }
+
+    // The port of the start line, which names the same port twice; 0 when the line is wrong.
+    std::uint16_t listeningPort()
+    {
+        const std::string first = line();
+        std::smatch match;
+        const bool started =
+            std::regex_match(first, match,
+                             std::regex(R"(lithmar-local listening on http://127\.0\.0\.1:(\d+) )"
+                                        R"(\(data exchange: http://127\.0\.0\.1:\1/lithmar-xchng\)\n)"));
+        EXPECT_TRUE(started) << "unexpected first line: " << first;
+        return started ? static_cast<std::uint16_t>(std::stoi(match[1])) : 0;
     }
 
-    void signal(int number) { kill(m_pid, number); }
-
-    // The exit code, or -1 when the program did not end normally in time.
-    int waitForExit()
+    // The exit code after `signal` (0: none) once the output ends; -1 when the program did not end normally.
+    int exitCode(int signal = 0)
     {
-        const auto deadline = std::chrono::steady_clock::now() + kExitWait;
-        while (std::chrono::steady_clock::now() < deadline) {
-            int status = 0;
-            if (waitpid(m_pid, &status, WNOHANG) == m_pid) {
-                m_exitStatus = status;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        if (signal != 0) {
+            kill(m_pid, signal);
         }
-        return -1;
+        while (!line().empty()) {
+        }
+        kill(m_pid, SIGKILL); // no effect on a program that has ended
+        const int status = pclose(m_pipe);
+        m_pipe = nullptr;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
 private:
-    // False when the output ended or stayed silent for kOutputWaitMs.
-    bool readMore()
-    {
-        pollfd ready{m_output, POLLIN, 0};
-        if (poll(&ready, 1, kOutputWaitMs) <= 0) {
-            return false;
-        }
-        char chunk[4096];
-        const ssize_t size = read(m_output, chunk, sizeof chunk);
-        if (size <= 0) {
-            return false;
-        }
-        m_pending.append(chunk, static_cast<std::size_t>(size));
-        return true;
-    }
-
+    FILE* m_pipe = nullptr;
     pid_t m_pid = 0;
-    int m_output = -1;
-    std::string m_pending;
-    std::optional<int> m_exitStatus;
+    std::string m_output;
 };
 
-const std::regex kListening(
-    R"(lithmar-local listening on http://127\.0\.0\.1:(\d+) \(data exchange: http://127\.0\.0\.1:(\d+)/lithmar-xchng\))");
-
-std::uint16_t listeningPort(Program& program)
+TEST(Program, ServesOnTheReportedPortStopsCleanlyOnSignalsAndSaysWhyItCannotStart)
 {
-    const std::string line = program.readLine();
-    std::smatch match;
-    if (!std::regex_match(line, match, kListening) || match[1] != match[2]) {
-        ADD_FAILURE() << "unexpected first line: " << line;
-        return 0;
-    }
-    return static_cast<std::uint16_t>(std::stoi(match[1]));
-}
-
-TEST(Program, ServesOnTheReportedPortAndStopsCleanlyOnSigterm)
-{
-    Program program({"--port", "0", "--queue-capacity", "3", "--job-workers", "1", "--job-delay", "10"});
-    const std::uint16_t port = listeningPort(program);
+    Program program("--port 0 --queue-capacity 3 --job-workers 1 --job-delay 10");
+    const std::uint16_t port = program.listeningPort();
     ASSERT_NE(port, 0);
-    const HttpReply reply = exchangeGet(port, "/common/crs/v1");
-    EXPECT_EQ(reply.status, 200);
-    EXPECT_EQ(reply.json()["result"], "OK");
-    program.signal(SIGTERM);
-    EXPECT_EQ(program.readLine(), "lithmar-local stopped");
-    EXPECT_EQ(program.waitForExit(), 0);
-}
+    EXPECT_EQ(exchangeGet(port, "/common/crs/v1").json()["result"], "OK");
+    EXPECT_EQ(program.exitCode(SIGTERM), 0);
+    EXPECT_THAT(program.output(), ::testing::EndsWith(")\nlithmar-local stopped\n"));
 
-TEST(Program, StopsCleanlyOnSigint)
-{
-    Program program({"--port", "0"});
-    ASSERT_NE(listeningPort(program), 0);
-    program.signal(SIGINT);
-    EXPECT_EQ(program.waitForExit(), 0);
-}
+    Program interrupted("--port 0");
+    ASSERT_NE(interrupted.listeningPort(), 0);
+    EXPECT_EQ(interrupted.exitCode(SIGINT), 0);
 
-TEST(Program, ExplainsEachOptionInItsHelp)
-{
-    Program program({"--help"});
-    const std::string help = program.readToEnd();
-    for (const char* option : {"--port", "--address", "--data-dir", "--request-log", "--queue-capacity",
-                               "--job-workers", "--job-delay", "--poll-port", "--no-poll", "--help"}) {
-        EXPECT_THAT(help, ::testing::HasSubstr(option));
-    }
-    EXPECT_EQ(program.waitForExit(), 0);
-}
+    Program help("--help");
+    EXPECT_EQ(help.exitCode(), 0);
+    EXPECT_THAT(help.output(), HasSubstr("--data-dir"));
+    Program unknown("--colour blue");
+    EXPECT_NE(unknown.exitCode(), 0);
+    EXPECT_THAT(unknown.output(), HasSubstr("--colour"));
 
-TEST(Program, RefusesBadOptionsAndTakenPortsWithAMessage)
-{
-    Program unknown({"--colour", "blue"});
-    EXPECT_THAT(unknown.readLine(), ::testing::HasSubstr("--colour"));
-    EXPECT_NE(unknown.waitForExit(), 0);
-
-    Program first({"--port", "0"});
-    const std::uint16_t port = listeningPort(first);
-    ASSERT_NE(port, 0);
-    Program second({"--port", std::to_string(port)});
-    EXPECT_THAT(second.readLine(), ::testing::HasSubstr("lithmar-local: "));
-    EXPECT_EQ(second.waitForExit(), 1);
-    first.signal(SIGTERM);
-    EXPECT_EQ(first.waitForExit(), 0);
-}
-
-TEST(Program, SaysWhenThePollPortIsTakenByAnotherProcess)
-{
-    Program first({"--port", "0"});
-    const std::uint16_t port = listeningPort(first);
-    ASSERT_NE(port, 0);
-    Program second({"--port", "0", "--poll-port", std::to_string(port)});
-    EXPECT_THAT(second.readLine(),
-                ::testing::HasSubstr("port " + std::to_string(port) + " is taken by another process"));
-    EXPECT_EQ(second.waitForExit(), 1);
-    first.signal(SIGTERM);
-    EXPECT_EQ(first.waitForExit(), 0);
+    Program first("--port 0");
+    const std::string taken = std::to_string(first.listeningPort());
+    Program poll("--port 0 --poll-port " + taken);
+    EXPECT_EQ(poll.exitCode(), 1);
+    EXPECT_THAT(poll.output(), ::testing::ContainsRegex("lithmar-local: .* port " + taken + " is taken by another"));
+    EXPECT_EQ(first.exitCode(SIGTERM), 0);
 }
 
 } // namespace
-} // namespace lithmar::local::testing
+} // namespace lithmar::test

@@ -1,170 +1,174 @@
-// The platform's session services on the local platform: sign-in, current
-// user, services directory, login tickets, and what bad input gets.
+// The platform's session services on the local platform, over HTTPS:
+// sign-in, current user, services directory, login tickets, users, and what
+// bad input gets; then the ticket store, user names and local certificates.
 
-#include "../exchange/PlatformTest.h"
+#include <tests/support/Platform.h>
+#include <tests/support/TemporaryDirectory.h>
 
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+#include <fstream>
+#include <iterator>
 #include <regex>
 
-namespace lithmar::local::testing {
+namespace lithmar::test {
 namespace {
 
-LocalPlatformOptions platformMode(std::chrono::seconds ticketLifetime = std::chrono::hours(1))
+using namespace local;
+namespace fs = std::filesystem;
+
+// A call over HTTPS when the platform serves it.
+HttpReply call(const LocalPlatform& platform, std::string_view method, const std::string& target,
+               const std::vector<Header>& headers = {}, std::string_view body = {})
 {
-    LocalPlatformOptions options;
-    options.platformMode = true;
-    options.users = {{"ada", "pw:1"}};
-    options.passwordHashIterations = 1000;
-    options.ticketLifetime = ticketLifetime;
-    options.plainHttp = true; // the services themselves; TLS is the end-to-end tests' part
-    return options;
+    return httpCall(platform.port(), method, target, headers, body, !platform.caCertificate().empty());
 }
 
-class SessionServicesTest : public PlatformTest {
-protected:
-    explicit SessionServicesTest(LocalPlatformOptions options = platformMode()) : PlatformTest(std::move(options)) {}
-
-    HttpReply call(std::string_view method, const std::string& target, const std::vector<Header>& headers = {},
-                   std::string_view body = {})
-    {
-        return httpCall(platform.port(), method, target, headers, body);
-    }
-
-    // The Cookie header of a signed-in session.
-    Header signIn(const std::string& body = R"({"user":"ada","password":"pw:1"})")
-    {
-        const HttpReply reply = call("POST", "/lithmar-login/signin", {}, body);
-        EXPECT_EQ(reply.status, 200) << reply.body;
-        const auto cookies = reply.headerLines("Set-Cookie");
-        EXPECT_EQ(cookies.size(), 2u);
-        std::string cookie;
-        for (const std::string& line : cookies) {
-            cookie += (cookie.empty() ? "" : "; ") + line.substr(0, line.find(';'));
-        }
-        return {"Cookie", cookie};
-    }
-
-    HttpReply currentUser(const std::vector<Header>& headers = {})
-    {
-        return call("GET", "/lithmar-dash/api/users/current", headers);
-    }
-    HttpReply login(const std::vector<Header>& headers = {}, const std::string& query = "?service=GATE")
-    {
-        return call("GET", "/lithmar-login/login" + query, headers);
-    }
+struct SessionServices : PlatformTest {
+    SessionServices() : PlatformTest(platformModeWithOneUser()) {}
 };
 
-TEST_F(SessionServicesTest, SignedInSessionHasAUserAndGetsTicketsInTheLoginRedirect)
-{
-    const Header cookie = signIn();
-    EXPECT_EQ(currentUser({cookie}).json(), Json({{"login", "ada"}}));
+const std::string kCurrentUser = "/lithmar-dash/api/users/current";
 
-    const HttpReply redirect = login({cookie});
+TEST_F(SessionServices, ASignedInSessionHasAUserAndGetsTicketsThatOutliveIt)
+{
+    EXPECT_TRUE(isError(call(platform, "GET", kCurrentUser, {{"Cookie", "JSESSIONID=0123456789ABCDEF"}}), 401));
+    const Header cookie = signInCookie(platform);
+    const HttpReply redirect = call(platform, "GET", "/lithmar-login/login?service=GATE", {cookie});
     EXPECT_EQ(redirect.status, 302);
     std::smatch match;
     const std::string location = redirect.header("Location");
-    ASSERT_TRUE(std::regex_match(location, match, std::regex("http://127\\.0\\.0\\.1:[0-9]+/lithmar-gate\\?ticket=(ST-[0-9a-f]{64})")))
+    ASSERT_TRUE(std::regex_match(location, match,
+                                 std::regex("https://127\\.0\\.0\\.1:[0-9]+/lithmar-gate\\?ticket=(ST-[0-9a-f]{64})")))
         << location;
     const std::string ticket = match[1];
     EXPECT_TRUE(platform.tickets().check("ada", ticket));
-    EXPECT_EQ(call("GET", "/lithmar-login/validate?ticket=" + ticket).json(), Json({{"user", "ada"}}));
-
-    EXPECT_EQ(call("POST", "/lithmar-login/signout", {cookie}).status, 200);
-    EXPECT_TRUE(isError(currentUser({cookie}), 401));
+    EXPECT_EQ(call(platform, "GET", "/lithmar-login/validate?ticket=" + ticket).json(), Json({{"user", "ada"}}));
+    EXPECT_EQ(call(platform, "POST", "/lithmar-login/signout", {cookie}).status, 200);
+    EXPECT_TRUE(isError(call(platform, "GET", kCurrentUser, {cookie}), 401));
+    const HttpReply toSignIn = call(platform, "GET", "/lithmar-login/login?service=GATE", {cookie});
+    EXPECT_EQ(toSignIn.status, 302);
+    EXPECT_EQ(toSignIn.header("Location").find('='), std::string::npos) << "no ticket to find in it";
     EXPECT_TRUE(platform.tickets().check("ada", ticket)) << "a ticket outlives the session it came from";
-}
 
-TEST_F(SessionServicesTest, SessionNotSignedInIsSentToTheSignInPageWithoutATicket)
-{
-    const Header stranger{"Cookie", "JSESSIONID=0123456789ABCDEF0123456789ABCDEF"};
-    for (const auto& headers : {std::vector<Header>{}, std::vector<Header>{stranger}}) {
-        EXPECT_TRUE(isError(currentUser(headers), 401));
-        const HttpReply redirect = login(headers);
-        EXPECT_EQ(redirect.status, 302);
-        EXPECT_EQ(redirect.header("Location").find('='), std::string::npos) << redirect.header("Location");
-        EXPECT_TRUE(isError(call("GET", "/lithmar-login/signin"), 401));
-    }
-}
+    EXPECT_EQ(call(platform, "POST", "/_control/users", {}, R"({"user":"bob","password":"b0b"})").status, 201);
+    EXPECT_EQ(call(platform, "POST", "/_control/users", {}, R"({"user":"bob","password":"n3w"})").status, 200);
+    EXPECT_EQ(call(platform, "GET", kCurrentUser, {signInCookie(platform, "bob", "n3w")}).json(),
+              Json({{"login", "bob"}}));
 
-TEST_F(SessionServicesTest, DirectoryNamesTheLoginServiceUnderTheHostTheClientReached)
-{
-    const HttpReply reply = call("GET", "/lithmar-dirx/vireon/resources/AppsMngt/api/v1/services",
-                                 {{"Host", "LocalHost:" + std::to_string(platform.port())}});
     const std::string host = "LocalHost:" + std::to_string(platform.port());
-    EXPECT_EQ(reply.json(), Json::parse(R"({"platforms": [{"id": ")" + host + R"(", "services": [
-        {"id": "sentrowe", "url": "http://)" + host + R"(/lithmar-login"}]}]})"));
+    EXPECT_EQ(call(platform, "GET", "/lithmar-dirx/vireon/resources/AppsMngt/api/v1/services", {{"Host", host}}).json(),
+              Json::parse(R"({"platforms":[{"id":")" + host + R"(","services":[{"id":"sentrowe","url":"https://)" +
+                          host + R"(/lithmar-login"}]}]})"));
 }
 
-struct BadRequest {
-    const char* name;
-    const char* method;
-    const char* target;
-    const char* body;
-    int status;
-};
-
-TEST_F(SessionServicesTest, BadInputGetsAClearErrorAndChangesNothing)
+TEST_F(SessionServices, BadInputGetsAClearErrorAndChangesNothing)
 {
-    const Header cookie = signIn();
-    const std::vector<BadRequest> cases{
-        {"unknown user", "POST", "/lithmar-login/signin", R"({"user":"bob","password":"pw:1"})", 401},
-        {"wrong password", "POST", "/lithmar-login/signin", R"({"user":"ada","password":"pw:2"})", 401},
-        {"not JSON", "POST", "/lithmar-login/signin", "user=ada&password=pw", 400},
-        {"password missing", "POST", "/lithmar-login/signin", R"({"user":"ada"})", 400},
-        {"user not a string", "POST", "/lithmar-login/signin", R"({"user":["ada"],"password":"pw:1"})", 400},
-        {"invalid UTF-8", "POST", "/lithmar-login/signin", "{\"user\":\"\xff\",\"password\":\"x\"}", 400},
-        {"login without service", "GET", "/lithmar-login/login", "", 400},
-        {"login to another service", "GET", "/lithmar-login/login?service=FCS", "", 400},
-        {"validate without ticket", "GET", "/lithmar-login/validate", "", 400},
-        {"unknown ticket", "GET", "/lithmar-login/validate?ticket=ST-00", "", 404},
-        {"user with a bad name", "POST", "/_control/users", R"({"user":"a b","password":"x"})", 400},
-        {"user without password", "POST", "/_control/users", R"({"user":"bob","password":""})", 400},
+    const Header cookie = signInCookie(platform);
+    const std::tuple<const char*, const char*, const char*, int> cases[] = {
+        {"POST", "/lithmar-login/signin", R"({"user":"bob","password":"s3cret"})", 401},
+        {"POST", "/lithmar-login/signin", R"({"user":"ada","password":"s3creT"})", 401},
+        {"POST", "/lithmar-login/signin", R"({"user":"ada"})", 400},
+        {"POST", "/lithmar-login/signin", R"({"user":["ada"],"password":"s3cret"})", 400},
+        {"GET", "/lithmar-login/login", "", 400},
+        {"GET", "/lithmar-login/login?service=FCS", "", 400},
+        {"GET", "/lithmar-login/validate", "", 400},
+        {"GET", "/lithmar-login/validate?ticket=ST-00", "", 404},
+        {"POST", "/_control/users", R"({"user":"bob","password":""})", 400},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [method, target, body, status] : cases) {
+        SCOPED_TRACE(std::string(target) + " " + body);
         const std::size_t sessions = platform.sessions().sessionCount();
-        const HttpReply reply = call(c.method, c.target, {}, c.body);
-        EXPECT_TRUE(isError(reply, c.status));
+        const HttpReply reply = call(platform, method, target, {}, body);
+        EXPECT_TRUE(isError(reply, status));
         EXPECT_TRUE(reply.headerLines("Set-Cookie").empty());
         EXPECT_EQ(platform.sessions().sessionCount(), sessions);
     }
     EXPECT_EQ(platform.users().names(), std::vector<std::string>{"ada"});
-    EXPECT_EQ(currentUser({cookie}).json(), Json({{"login", "ada"}})) << "the signed-in session is untouched";
+    EXPECT_EQ(call(platform, "GET", kCurrentUser, {cookie}).json(), Json({{"login", "ada"}})) << "still signed in";
 }
 
-TEST_F(SessionServicesTest, UsersAddedThroughTheControlEndpointCanSignIn)
+// Expired tickets, and a local installation (whose user and ticket the client
+// session tests read end to end).
+TEST(SessionServicesElsewhere, ExpiredTicketsAreToldApartAndALocalInstallationHasNoSignIn)
 {
-    EXPECT_EQ(call("POST", "/_control/users", {}, R"({"user":"bob","password":"b0b"})").status, 201);
-    EXPECT_EQ(call("POST", "/_control/users", {}, R"({"user":"bob","password":"n3w"})").status, 200);
-    EXPECT_EQ(currentUser({signIn(R"({"user":"bob","password":"n3w"})")}).json(), Json({{"login", "bob"}}));
-}
-
-class ExpiringTickets : public SessionServicesTest {
-protected:
-    ExpiringTickets() : SessionServicesTest(platformMode(std::chrono::seconds(0))) {}
-};
-
-TEST_F(ExpiringTickets, ExpiredTicketIsToldApartAndRefused)
-{
-    const std::string location = login({signIn()}).header("Location");
+    LocalPlatformOptions options = platformModeWithOneUser();
+    options.ticketLifetime = std::chrono::seconds(0);
+    LocalPlatform platform(options);
+    platform.start();
+    const std::string location =
+        call(platform, "GET", "/lithmar-login/login?service=GATE", {signInCookie(platform)}).header("Location");
     const std::string ticket = location.substr(location.find('=') + 1);
-    EXPECT_TRUE(isError(call("GET", "/lithmar-login/validate?ticket=" + ticket), 410));
+    EXPECT_TRUE(isError(call(platform, "GET", "/lithmar-login/validate?ticket=" + ticket), 410));
     EXPECT_FALSE(platform.tickets().check("ada", ticket));
+
+    LocalPlatform local(endpointsOnly());
+    local.start();
+    for (const char* target : {"/lithmar-login/signin", "/_control/users"}) {
+        EXPECT_TRUE(isError(call(local, "POST", target, {}, R"({"user":"a","password":"b"})"), 409));
+    }
+    EXPECT_TRUE(isError(call(local, "GET", "/lithmar-login/login?service=GATE"), 409));
 }
 
-using LocalInstallation = PlatformTest;
-
-TEST_F(LocalInstallation, AnswersAsALocalInstallationWithoutSignIn)
+TEST(TicketStore, ATicketBelongsToItsUserUntilItExpiresAndIsForgottenBeyondTheCapOrASecondLifetime)
 {
-    const HttpReply user = httpCall(platform.port(), "GET", "/lithmar-dash/api/users/current");
-    EXPECT_EQ(user.status, 200);
-    EXPECT_EQ(user.body, "");
-    EXPECT_EQ(httpCall(platform.port(), "GET", "/lithmar-dirx/vireon/resources/AppsMngt/api/v1/services").json(),
-              Json({{"platforms", Json::array()}}));
-    for (const char* target : {"/lithmar-login/signin", "/_control/users"}) {
-        EXPECT_TRUE(isError(httpCall(platform.port(), "POST", target, {}, R"({"user":"a","password":"b"})"), 409));
+    TicketStore::Clock::time_point now{};
+    TicketStore tickets({std::chrono::seconds(60), false, 3, [&now] { return now; }});
+    const std::string ticket = tickets.issue("ada");
+    EXPECT_NE(ticket, tickets.issue("ada")) << "every ticket is new";
+    EXPECT_TRUE(tickets.check("ada", ticket));
+    EXPECT_FALSE(tickets.check("bob", ticket));
+    EXPECT_FALSE(tickets.check("LOCAL_USER", "LOCAL_TICKET")) << "platform mode has no local ticket";
+    now += std::chrono::seconds(60);
+    EXPECT_FALSE(tickets.check("ada", ticket));
+    EXPECT_EQ(tickets.lookup(ticket).state, TicketStore::State::Expired);
+    EXPECT_EQ(tickets.lookup(ticket).user, "ada");
+    const std::string later = tickets.issue("ada");
+    tickets.issue("ada");
+    EXPECT_EQ(tickets.lookup(ticket).state, TicketStore::State::Unknown) << "the cap of 3 pushed it out";
+    now += std::chrono::seconds(125);
+    tickets.issue("ada");
+    EXPECT_EQ(tickets.lookup(later).state, TicketStore::State::Unknown) << "expired for more than a lifetime";
+
+    EXPECT_EQ(parseUserCredentials("ada.l@example-1:pa:ss").password, "pa:ss");
+    for (const std::string& bad : std::vector<std::string>{"ada", ":pw", "a b:pw", std::string(65, 'a') + ":pw"}) {
+        EXPECT_THROW(parseUserCredentials(bad), std::invalid_argument) << bad;
     }
-    EXPECT_TRUE(platform.tickets().check("LOCAL_USER", "LOCAL_TICKET"));
+}
+
+TEST(LocalCertificates, KeepTheCaAcrossRunsAndMakeANewServerCertificateForNewNamesOrDamagedFiles)
+{
+    const auto textOf = [](const fs::path& path) {
+        std::ifstream in(path);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    const auto modeOf = [](const fs::path& path) {
+        struct stat status {};
+        return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
+    };
+    const TemporaryDirectory scratch;
+    const fs::path directory = scratch.path() / "tls";
+    const LocalCertificates first(directory, LocalCertificates::namesFor("127.0.0.1"));
+    EXPECT_EQ(Json({modeOf(directory), modeOf(directory / "ca-key.pem"), modeOf(first.serverKey())}),
+              Json({0700, 0600, 0600}));
+    const std::string ca = textOf(first.caCertificate()), server = textOf(first.serverCertificate());
+    EXPECT_EQ(textOf(LocalCertificates(directory, LocalCertificates::namesFor("127.0.0.1")).serverCertificate()),
+              server);
+    const LocalCertificates moved(directory, LocalCertificates::namesFor("127.0.0.2"));
+    EXPECT_EQ(textOf(moved.caCertificate()), ca) << "hosts that trust the CA go on trusting it";
+    EXPECT_NE(textOf(moved.serverCertificate()), server);
+    EXPECT_NO_THROW(moved.serverContext());
+
+    std::ofstream(directory / "ca-key.pem") << "not a key";
+    const LocalCertificates remade(directory, {"localhost"});
+    EXPECT_NE(textOf(remade.caCertificate()), ca);
+    EXPECT_NO_THROW(remade.serverContext());
+    EXPECT_EQ(LocalCertificates::namesFor("127.0.0.2"),
+              (std::vector<std::string>{"127.0.0.2", "localhost", "127.0.0.1", "::1"}));
+    EXPECT_THAT(LocalCertificates::namesFor("0.0.0.0"), ::testing::Not(::testing::Contains("0.0.0.0")));
 }
 
 } // namespace
-} // namespace lithmar::local::testing
+} // namespace lithmar::test
