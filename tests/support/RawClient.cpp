@@ -1,4 +1,5 @@
 #include "RawClient.h"
+#include "Deadline.h"
 
 #include <tools/local/server/AsciiText.h>
 
@@ -25,9 +26,6 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
 
-// Generous: only reached when something is broken.
-constexpr std::chrono::seconds kDeadline{20};
-
 } // namespace
 
 struct RawClient::Connection {
@@ -42,26 +40,15 @@ struct RawClient::Connection {
         return tls ? operation(stream) : operation(stream.next_layer());
     }
 
-    // Runs the one operation that `start` begins until it completes; throws
-    // when it is still pending at the deadline.
+    // Throws when the operation that `start` begins is still pending at the deadline.
     template <class StartOperation> boost::system::error_code run(StartOperation start)
     {
-        bool finished = false;
-        boost::system::error_code result;
-        start([&](boost::system::error_code error, auto&&...) {
-            finished = true;
-            result = error;
-        });
-        io.restart();
-        io.run_for(kDeadline);
-        if (!finished) {
-            boost::system::error_code ignored;
-            stream.next_layer().cancel(ignored);
-            io.restart();
-            io.run();
+        boost::system::error_code ignored;
+        const auto result = runWithDeadline(io, start, [&] { stream.next_layer().cancel(ignored); });
+        if (!result) {
             throw std::runtime_error("the server did not respond within the deadline");
         }
-        return result;
+        return *result;
     }
 };
 

@@ -1,4 +1,5 @@
 #include "WebSocketClient.h"
+#include "Deadline.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -23,8 +24,6 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace websocket = beast::websocket;
 
-constexpr std::chrono::seconds kDeadline{20};
-
 } // namespace
 
 struct WebSocketClient::Connection {
@@ -40,28 +39,17 @@ struct WebSocketClient::Connection {
         return plain ? operation(*plain) : operation(*secure);
     }
 
-    // The operation's error, or timed_out when it is still pending at the
+    // The operation's error, or a time-out when it is still pending at the
     // deadline (the connection is closed then).
     template <class StartOperation> beast::error_code run(StartOperation start)
     {
-        bool finished = false;
-        beast::error_code result;
-        start([&](beast::error_code error, auto&&...) {
-            finished = true;
-            result = error;
-        });
-        io.restart();
-        io.run_for(kDeadline);
-        if (!finished) {
+        const auto result = runWithDeadline(io, start, [&] {
             withStream([](auto& ws) {
                 beast::get_lowest_layer(ws).close();
                 return 0;
             });
-            io.restart();
-            io.run();
-            return beast::error::timeout;
-        }
-        return result;
+        });
+        return result ? *result : beast::error::timeout;
     }
 };
 
@@ -114,7 +102,7 @@ WebSocketClient::Message WebSocketClient::read()
     return c.withStream([&](auto& ws) {
         c.buffer.consume(c.buffer.size());
         const auto error = c.run([&](auto done) { ws.async_read(c.buffer, done); });
-        EXPECT_NE(error, beast::error::timeout) << "no message within " << kDeadline.count() << " s";
+        EXPECT_NE(error, beast::error::timeout) << "no message within " << kWireDeadline.count() << " s";
         return Message{beast::buffers_to_string(c.buffer.data()), error};
     });
 }
