@@ -21,7 +21,8 @@ counted_files() {
   done
 }
 
-# "area<TAB>side<TAB>lines" per file; tests/<area>/ mirrors <area>/.
+# "area<TAB>side<TAB>lines" per file; tests/<area>/ mirrors <area>/, and
+# tests/support/ (machinery shared by every area) has a row of its own.
 counted_files | xargs -0 -r awk '
   FNR == 1 { if (name != "") print area(name) "\t" side(name) "\t" lines; name = FILENAME; lines = 0 }
   NF > 0 { lines++ }
@@ -32,14 +33,15 @@ counted_files | xargs -0 -r awk '
     if (path ~ /^lithmar\// || path ~ /^(runtime|exchange|socket)\//) return "library"
     if (path ~ /^tools\/local\//) return "local platform"
     if (path ~ /^tools\/xchng\//) return "xchng"
+    if (path ~ /^support\//) return "test support"
     return "the rest"
   }' | awk -F '\t' -v limit="$limit" '
   { lines[$1, $2] += $3; total[$2] += $3; areas[$1] = 1 }
   function ratio(tests, code) { return code > 0 ? sprintf("%.0f%%", 100 * tests / code) : "-" }
   END {
     printf "%-16s %8s %8s %8s\n", "area", "code", "tests", "ratio"
-    split("library|local platform|xchng|the rest", order, "|")
-    for (i = 1; i <= 4; i++) {
+    split("library|local platform|xchng|test support|the rest", order, "|")
+    for (i = 1; i <= 5; i++) {
       a = order[i]
       if (!(a in areas)) continue
       printf "%-16s %8d %8d %8s\n", a, lines[a, "code"], lines[a, "tests"], ratio(lines[a, "tests"], lines[a, "code"])
