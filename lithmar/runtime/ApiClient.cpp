@@ -1,21 +1,17 @@
 #include <lithmar/runtime/ApiClient.h>
 
-#include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/ModelBase.h>
 #include <lithmar/runtime/MultipartFormData.h>
 #include <lithmar/runtime/Utf8.h>
-#include <lithmar/runtime/detail/Delay.h>
+#include <lithmar/runtime/detail/RetryLoop.h>
 #include <lithmar/runtime/detail/Transport.h>
 
 #include <boost/algorithm/string/predicate.hpp>
-
-#include <random>
 
 namespace com::vantorel::lithmar {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using StringMap = std::map<std::wstring, std::wstring>;
 using FileMap = std::map<std::wstring, std::shared_ptr<HttpContent>>;
 
@@ -90,63 +86,6 @@ detail::PreparedRequest prepare(const ApiConfiguration& configuration, const std
     return request;
 }
 
-double unitRandom()
-{
-    thread_local std::mt19937_64 generator{std::random_device{}()};
-    return std::uniform_real_distribution<double>(0.0, 1.0)(generator);
-}
-
-struct RetryState {
-    std::shared_ptr<detail::Connections> connections;
-    detail::PreparedRequest request;
-    RetryPolicy policy;
-    Clock::time_point started = Clock::now();
-    int attempt = 1;
-
-    // The pause before the next attempt, or nothing when the policy gives up.
-    std::optional<std::chrono::milliseconds> nextPause(AttemptOutcome outcome,
-                                                       std::optional<std::chrono::milliseconds> retryAfter) const
-    {
-        if (!mayRepeat(outcome, request.method) || attempt >= policy.maxAttempts) {
-            return std::nullopt;
-        }
-        const auto pause = retryAfter.value_or(backoffDelay(policy, attempt + 1, unitRandom()));
-        if (Clock::now() + pause - started > policy.totalBudget) {
-            return std::nullopt;
-        }
-        return pause;
-    }
-};
-
-pplx::task<web::http::http_response> attempt(std::shared_ptr<RetryState> state)
-{
-    return detail::send(state->connections, state->request).then([state](pplx::task<web::http::http_response> sent) {
-        std::optional<std::chrono::milliseconds> pause;
-        web::http::http_response response;
-        try {
-            response = sent.get();
-            std::optional<std::chrono::milliseconds> retryAfter;
-            const auto header = response.headers().find("Retry-After");
-            if (header != response.headers().end()) {
-                retryAfter = parseRetryAfter(header->second, std::chrono::system_clock::now());
-            }
-            pause = state->nextPause(classifyStatus(response.status_code()), retryAfter);
-            if (!pause) {
-                return pplx::task_from_result(response);
-            }
-        } catch (const ApiException&) {
-            throw; // the answer came, and was refused: sending it again changes nothing
-        } catch (const web::http::http_exception& failure) {
-            pause = state->nextPause(classifyTransportError(failure.error_code().value(), failure.what()), std::nullopt);
-            if (!pause) {
-                throw;
-            }
-        }
-        ++state->attempt;
-        return detail::delay(*pause).then([state] { return attempt(state); });
-    });
-}
-
 } // namespace
 
 ApiClient::ApiClient(std::shared_ptr<ApiConfiguration> configuration)
@@ -177,12 +116,10 @@ pplx::task<web::http::http_response> ApiClient::callApiAndRetryOnError(
     const std::shared_ptr<IHttpBody> postBody, const StringMap& headerParams, const StringMap& formParams,
     const FileMap& fileParams, const std::wstring& contentType) const
 {
-    auto state = std::make_shared<RetryState>();
-    state->connections = m_connections;
-    state->request =
-        prepare(*m_configuration, path, method, queryParams, postBody, headerParams, formParams, fileParams, contentType);
-    state->policy = m_configuration->getRetryPolicy();
-    return attempt(std::move(state));
+    return detail::sendRepeating(m_connections,
+                                 prepare(*m_configuration, path, method, queryParams, postBody, headerParams,
+                                         formParams, fileParams, contentType),
+                                 m_configuration->getRetryPolicy());
 }
 
 std::wstring ApiClient::parameterToString(std::wstring value)

@@ -3,15 +3,16 @@
 #include <lithmar/runtime/lithmar_runtime_export.h>
 
 #include <chrono>
-#include <cstdint>
-#include <optional>
 #include <string>
+#include <vector>
 
 namespace com::vantorel::lithmar {
 
-// How ApiClient::callApiAndRetryOnError repeats a request.
+// How ApiClient::callApiAndRetryOnError repeats a request. A call carries it
+// in its client's ApiConfiguration: what to repeat, how often, how long to
+// pause.
 //
-// A request is repeated only when repeating cannot do harm:
+// By default a request is repeated only when repeating cannot do harm:
 //  - any method, when the connection failed before the request was sent
 //    (refused, unreachable, name not resolved), or on 429 and 503, which say
 //    that the server did not act on the request;
@@ -34,31 +35,21 @@ struct LITHMAR_RUNTIME_EXPORT RetryPolicy {
     std::chrono::milliseconds maxBackoff{5000};
     std::chrono::milliseconds totalBudget{60000};
 
+    // Empty: the rule above decides what is repeated. Otherwise it alone
+    // does: a transport failure whose message contains one of these texts is
+    // repeated, whatever the method, and nothing else is; every answer comes
+    // back as it is.
+    std::vector<std::string> repeatedFailureTexts{};
+    // Without jitter every pause is the bound itself.
+    bool jitter = true;
+    // Empty: when maxAttempts are used up, the final response or error
+    // stands, as above. Otherwise the failing last attempt is followed by one
+    // more pause, and then the call fails with std::runtime_error carrying
+    // this text.
+    std::string exhaustedMessage{};
+
     // No repetition at all: every call is sent exactly once.
     static RetryPolicy none();
 };
-
-// What went wrong with one attempt, as far as repeating it is concerned.
-enum class AttemptOutcome {
-    Success,           // an answer that is not worth repeating
-    RetryableStatus,   // 429 or 503: the server did not act
-    GatewayStatus,     // 502 or 504: safe to repeat for GET only
-    NotSent,           // no connection was made
-    LostAfterSending,  // connection lost before the status line arrived
-    Fatal,             // time-out, TLS failure, bad answer, local error
-};
-
-LITHMAR_RUNTIME_EXPORT AttemptOutcome classifyStatus(int status);
-// Classifies a transport failure by what cpprestsdk reports for it.
-LITHMAR_RUNTIME_EXPORT AttemptOutcome classifyTransportError(int errorCode, const std::string& message);
-LITHMAR_RUNTIME_EXPORT bool mayRepeat(AttemptOutcome outcome, const std::string& method);
-
-// The pause before attempt `attempt` (2 for the first repetition) when the
-// server gave no Retry-After; `unitRandom` is uniform in [0, 1).
-LITHMAR_RUNTIME_EXPORT std::chrono::milliseconds backoffDelay(const RetryPolicy& policy, int attempt,
-                                                              double unitRandom);
-// Reads a Retry-After value: delta seconds or an HTTP date relative to `now`.
-LITHMAR_RUNTIME_EXPORT std::optional<std::chrono::milliseconds>
-parseRetryAfter(const std::string& value, std::chrono::system_clock::time_point now);
 
 } // namespace com::vantorel::lithmar

@@ -1,4 +1,4 @@
-#include <lithmar/exchange/notification/SocketService.h>
+#include <lithmar/socket/SocketService.h>
 
 #include <lithmar/socket/detail/SocketEndpoint.h>
 #include <lithmar/socket/detail/SocketListener.h>

@@ -1,6 +1,6 @@
 #include <lithmar/exchange/api/DataExchangeApi.h>
 #include <lithmar/exchange/notification/NotificationDispatcher.h>
-#include <lithmar/exchange/notification/SocketService.h>
+#include <lithmar/socket/SocketService.h>
 #include <lithmar/runtime/ApiClient.h>
 #include <lithmar/runtime/ApiConfiguration.h>
 

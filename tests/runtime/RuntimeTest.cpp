@@ -5,6 +5,7 @@
 #include <lithmar/runtime/JsonBody.h>
 #include <lithmar/runtime/ModelBase.h>
 #include <lithmar/runtime/Utf8.h>
+#include <lithmar/runtime/detail/RetryRules.h>
 
 #include <tools/local/server/Checksum.h>
 #include <tools/local/server/HttpServer.h>

@@ -3,10 +3,10 @@
 
 #include <lithmar/exchange/notification/NotificationDispatcher.h>
 #include <lithmar/exchange/notification/PendingResults.h>
-#include <lithmar/exchange/notification/SocketService.h>
+#include <lithmar/socket/SocketService.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
 #include <tools/local/exchange/notification/NotificationSocket.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include <tests/support/Certificates.h>
 
@@ -97,8 +97,9 @@ TEST(SocketServiceTls, TalksOnlyToATrustedServerUnderItsOwnName)
     const test::Certificate certificate = test::makeLoopbackCertificate();
     local::ServerOptions options;
     options.tls = test::serverTls(certificate);
-    local::HttpServer server(options);
+    // The queues outlive the server: its sessions use them until it stops.
     local::NotificationQueues queues;
+    local::HttpServer server(options);
     local::installNotificationSocket(server, "/gate", queues, [](const auto&, const auto&) { return true; });
     server.start();
     queues.publish("LOCAL_USER", R"({"jobId":"secure"})");

@@ -21,7 +21,7 @@
 #include <lithmar/exchange/model/UploadFieldObservationResult.h>
 #include <lithmar/exchange/model/UploadGeoResult.h>
 #include <lithmar/exchange/model/UploadTerrainResult.h>
-#include <lithmar/exchange/session/SessionCookies.h>
+#include <lithmar/exchange/session/GetVM.h>
 #include <lithmar/runtime/ApiClient.h>
 
 #include <atomic>

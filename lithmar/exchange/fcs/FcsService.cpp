@@ -1,14 +1,12 @@
 #include <lithmar/exchange/fcs/FcsService.h>
 
+#include <lithmar/exchange/detail/PerCallClient.h>
+#include <lithmar/exchange/fcs/detail/CheckinRetry.h>
 #include <lithmar/exchange/fcs/detail/ProgressFileBuffer.h>
-#include <lithmar/exchange/fcs/detail/TransientFailures.h>
-#include <lithmar/runtime/ApiClient.h>
 #include <lithmar/runtime/ModelBase.h>
 #include <lithmar/runtime/MultipartFormData.h>
 #include <lithmar/runtime/Utf8.h>
-#include <lithmar/runtime/detail/Delay.h>
 
-#include <chrono>
 #include <stdexcept>
 
 namespace com::vantorel::lithmar {
@@ -17,10 +15,6 @@ namespace {
 namespace model = exploration::model;
 using Receipt = std::shared_ptr<model::FcsReceipt>;
 using Receipts = std::vector<Receipt>;
-
-constexpr std::chrono::microseconds kRequestTimeout{1200000000}; // 20 minutes
-constexpr int kMaxAttempts = 5;
-constexpr std::chrono::milliseconds kRetryPause{1000};
 
 // The process-wide proxy, unlocked by design (see setProxy).
 struct ProxySettings {
@@ -63,6 +57,40 @@ private:
     detail::ProgressFileBuffer m_buffer;
 };
 
+void throwIfCancelled(const pplx::cancellation_token& cancellation)
+{
+    if (cancellation.is_canceled()) {
+        throw pplx::task_canceled();
+    }
+}
+
+// The check-in's form as every attempt opens it: no attempt starts once the
+// check-in is cancelled, and one that starts reports so, which shows a
+// repeated attempt as starting over.
+class AttemptedForm final : public IHttpBody {
+public:
+    AttemptedForm(std::shared_ptr<IHttpBody> form, std::function<void()> onStart, pplx::cancellation_token cancellation)
+        : m_form(std::move(form)), m_onStart(std::move(onStart)), m_cancellation(std::move(cancellation))
+    {
+    }
+
+    void writeTo(std::ostream& stream) override { m_form->writeTo(stream); }
+
+    std::unique_ptr<BodyReader> openReader() override
+    {
+        throwIfCancelled(m_cancellation);
+        if (m_onStart) {
+            m_onStart();
+        }
+        return m_form->openReader();
+    }
+
+private:
+    std::shared_ptr<IHttpBody> m_form;
+    std::function<void()> m_onStart;
+    pplx::cancellation_token m_cancellation;
+};
+
 // The task of `work`, or pplx::task_canceled as soon as `cancellation` fires,
 // whichever comes first. The abandoned work ends on its own.
 template <typename T> pplx::task<T> unlessCancelled(pplx::task<T> work, const pplx::cancellation_token& cancellation)
@@ -84,26 +112,19 @@ template <typename T> pplx::task<T> unlessCancelled(pplx::task<T> work, const pp
     return pplx::create_task(outcome);
 }
 
-void throwIfCancelled(const pplx::cancellation_token& cancellation)
-{
-    if (cancellation.is_canceled()) {
-        throw pplx::task_canceled();
-    }
-}
-
-// One attempt for one file: steps up to the request are synchronous, so a
-// missing file throws before anything is sent.
-pplx::task<Receipt> checkinOnce(const model::FcsFile& file, const std::wstring& path, const CheckinOptions& options,
-                                std::size_t fileIndex)
+// One file, its attempts as `retry` says: steps up to the request are
+// synchronous, so a missing file throws before anything is sent.
+pplx::task<Receipt> checkinFile(const model::FcsFile& file, const std::wstring& path, const CheckinOptions& options,
+                                std::size_t fileIndex, const RetryPolicy& retry)
 {
     if (options.cancellation.is_canceled()) {
         return pplx::task_from_exception<Receipt>(pplx::task_canceled());
     }
     auto configuration = std::make_shared<ApiConfiguration>();
     configuration->setBaseUrl(file.getFcsFileUrl());
-    configuration->getHttpConfig().set_timeout(kRequestTimeout);
+    configuration->setRetryPolicy(retry);
     applyProxy(configuration->getHttpConfig());
-    auto client = std::make_shared<ApiClient>(configuration);
+    auto client = detail::perCallClient(configuration);
 
     // The total is known once the part can measure its stream.
     auto total = std::make_shared<std::uint64_t>(0);
@@ -129,13 +150,15 @@ pplx::task<Receipt> checkinOnce(const model::FcsFile& file, const std::wstring& 
     std::map<std::wstring, std::wstring> headers = configuration->getDefaultHeaders();
     headers[L"Content-Type"] = contentType;
 
+    std::function<void()> onStart;
     if (onProgress) {
         *total = filePart->dataSize().value_or(0);
-        onProgress({fileIndex, 0, *total});
+        onStart = [onProgress, fileIndex, total] { onProgress({fileIndex, 0, *total}); };
     }
+    auto attempted = std::make_shared<AttemptedForm>(form, std::move(onStart), options.cancellation);
 
     const std::wstring streamId = file.getFcsStreamId();
-    auto answer = client->callApi(L"", L"POST", {}, form, headers, {}, {}, contentType)
+    auto answer = client->callApiAndRetryOnError(L"", L"POST", {}, attempted, headers, {}, {}, contentType)
                       .then([client](web::http::http_response response) { return response.extract_utf8string(true); })
                       .then([streamId](const std::string& body) {
                           auto receipt = std::make_shared<model::FcsReceipt>();
@@ -154,54 +177,33 @@ std::shared_ptr<model::FcsFile> requireFile(const std::shared_ptr<model::FcsFile
     return file;
 }
 
-// The state of a list check-in, carried from one continuation to the next.
+// The state of a list check-in, carried from one file's continuation to the
+// next.
 struct ListCheckin {
     std::vector<std::shared_ptr<model::FcsFile>> files;
     std::vector<std::wstring> paths;
     CheckinOptions options;
     Receipts receipts;
     std::size_t index = 0;
-    int failedAttempts = 0;
 };
-
-pplx::task<Receipts> checkinFrom(std::shared_ptr<ListCheckin> state);
-
-pplx::task<Receipts> attemptCurrent(std::shared_ptr<ListCheckin> state)
-{
-    pplx::task<Receipt> attempt;
-    try {
-        attempt = checkinOnce(*requireFile(state->files[state->index]), state->paths[state->index], state->options,
-                              state->index);
-    } catch (...) {
-        return pplx::task_from_exception<Receipts>(std::current_exception());
-    }
-    return attempt.then([state](pplx::task<Receipt> done) {
-        try {
-            state->receipts.push_back(done.get());
-        } catch (const web::http::http_exception& failure) {
-            if (!detail::isTransientCheckinFailure(failure.what())) {
-                throw;
-            }
-            return detail::delay(kRetryPause).then([state] {
-                throwIfCancelled(state->options.cancellation);
-                if (++state->failedAttempts >= kMaxAttempts) {
-                    throw std::runtime_error("Retries exhausted");
-                }
-                return attemptCurrent(state);
-            });
-        }
-        ++state->index;
-        state->failedAttempts = 0;
-        return checkinFrom(state);
-    });
-}
 
 pplx::task<Receipts> checkinFrom(std::shared_ptr<ListCheckin> state)
 {
     if (state->index == state->files.size()) {
         return pplx::task_from_result(std::move(state->receipts));
     }
-    return attemptCurrent(std::move(state));
+    pplx::task<Receipt> current;
+    try {
+        current = checkinFile(*requireFile(state->files[state->index]), state->paths[state->index], state->options,
+                              state->index, detail::checkinRetryPolicy());
+    } catch (...) {
+        return pplx::task_from_exception<Receipts>(std::current_exception());
+    }
+    return current.then([state](const Receipt& receipt) {
+        state->receipts.push_back(receipt);
+        ++state->index;
+        return checkinFrom(state);
+    });
 }
 
 } // namespace
@@ -219,7 +221,7 @@ pplx::task<Receipts> FcsService::checkin(std::vector<std::shared_ptr<model::FcsF
 
 pplx::task<Receipt> FcsService::checkin(std::shared_ptr<model::FcsFile> file, std::wstring path, CheckinOptions options)
 {
-    return checkinOnce(*requireFile(file), path, options, 0);
+    return checkinFile(*requireFile(file), path, options, 0, RetryPolicy::none());
 }
 
 pplx::task<Receipts> FcsService::checkin(std::vector<std::shared_ptr<model::FcsFile>> files,

@@ -1,3 +1,5 @@
+#include <lithmar/exchange/session/GetVM.h>
+
 #include <lithmar/exchange/session/SessionCookies.h>
 
 #include <stdexcept>

@@ -7,12 +7,10 @@
 // case-sensitive substrings of a piece, as the platform's own clients do.
 
 #include <lithmar/exchange/lithmar_exchange_export.h>
-#include <lithmar/runtime/ApiClient.h>
 
 #include <cpprest/http_msg.h>
 
 #include <map>
-#include <memory>
 #include <string>
 
 namespace com::vantorel::lithmar::exploration::api {
@@ -29,12 +27,5 @@ LITHMAR_EXCHANGE_EXPORT void captureSessionCookies(const web::http::http_respons
 // empty, when there is none).
 LITHMAR_EXCHANGE_EXPORT void applySessionCookies(std::map<std::wstring, std::wstring>& headers,
                                                  const std::wstring& store);
-
-// The session-opening request: GET `path` + "?xrequestedwith=xmlhttprequest"
-// with JSON Accept and Content-Type headers. Yields a copy of `cookies` (as
-// they were at the call) with the response's session cookies merged in; the
-// caller's string is left alone.
-LITHMAR_EXCHANGE_EXPORT pplx::task<std::wstring> getVM(std::shared_ptr<ApiClient>& apiClient, std::wstring& cookies,
-                                                       std::wstring path);
 
 } // namespace com::vantorel::lithmar::exploration::api

@@ -2,7 +2,7 @@
 
 #include <lithmar/exchange/api/DataExchangeApi.h>
 #include <lithmar/exchange/fcs/FcsService.h>
-#include <lithmar/exchange/fcs/detail/TransientFailures.h>
+#include <lithmar/exchange/fcs/detail/CheckinRetry.h>
 #include <lithmar/runtime/Utf8.h>
 
 #include <tests/support/Client.h>

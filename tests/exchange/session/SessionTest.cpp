@@ -1,6 +1,7 @@
 // The platform session on the client: its rules (sibling service URLs,
 // cookies, login URL, ticket, current user), then the calls on the wire.
 
+#include <lithmar/exchange/session/GetVM.h>
 #include <lithmar/exchange/session/ServiceUrls.h>
 #include <lithmar/exchange/session/SessionCookies.h>
 #include <lithmar/exchange/session/TicketService.h>

@@ -1,5 +1,6 @@
 #include <lithmar/exchange/api/detail/OperationPipeline.h>
 
+#include <lithmar/exchange/detail/Refusals.h>
 #include <lithmar/exchange/session/SessionCookies.h>
 #include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/JsonBody.h>
@@ -93,15 +94,15 @@ pplx::task<Answer> send(const std::shared_ptr<ApiClient>& apiClient, std::wstrin
             // Checked once the body is in, so that an error carries the server's words.
             return response.extract_utf8string(true).then([response, name, responseType,
                                                            sessionCookie](std::string body) {
-                const std::wstring prefix = L"error calling " + name + L": ";
-                if (response.status_code() >= 400) {
-                    throw ApiException(response.status_code(), prefix + fromUtf8(response.reason_phrase()),
-                                       contentOf(std::move(body)));
+                if (lithmar::detail::isRefusal(response)) {
+                    throw lithmar::detail::refusalOf(response, name, std::move(body));
                 }
                 const auto contentType = response.headers().find("Content-Type");
                 if (contentType != response.headers().end() &&
                     contentType->second.find(toUtf8(responseType)) == std::string::npos) {
-                    throw ApiException(500, prefix + L"unexpected response type: " + fromUtf8(contentType->second),
+                    throw ApiException(500,
+                                       lithmar::detail::errorCalling(name) + L"unexpected response type: " +
+                                           fromUtf8(contentType->second),
                                        contentOf(std::move(body)));
                 }
                 captureSessionCookies(response, *sessionCookie);
@@ -113,7 +114,7 @@ pplx::task<Answer> send(const std::shared_ptr<ApiClient>& apiClient, std::wstrin
 void parseInto(ModelBase& result, const Answer& answer, const std::wstring& operation)
 {
     if (answer.mediaType != kJson) {
-        throw ApiException(500, L"error calling " + operation + L": unsupported response type");
+        throw ApiException(500, lithmar::detail::errorCalling(operation) + L"unsupported response type");
     }
     web::json::value json = web::json::value::parse(answer.body);
     result.fromJson(json);

@@ -2,7 +2,7 @@
 
 #include <lithmar/exchange/notification/NotificationDispatcher.h>
 #include <lithmar/exchange/notification/PollService.h>
-#include <lithmar/exchange/notification/SocketService.h>
+#include <lithmar/socket/SocketService.h>
 #include <lithmar/exchange/session/ServiceUrls.h>
 #include <lithmar/exchange/session/TicketService.h>
 #include <lithmar/exchange/session/UserNameService.h>

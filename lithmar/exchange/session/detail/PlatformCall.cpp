@@ -1,15 +1,12 @@
 #include <lithmar/exchange/session/detail/PlatformCall.h>
 
+#include <lithmar/exchange/detail/PerCallClient.h>
+#include <lithmar/exchange/detail/Refusals.h>
 #include <lithmar/runtime/ApiException.h>
-#include <lithmar/runtime/Utf8.h>
-
-#include <chrono>
-#include <sstream>
 
 namespace com::vantorel::lithmar::detail {
 namespace {
 
-constexpr std::chrono::microseconds kRequestTimeout{1'200'000'000}; // 20 minutes
 const std::wstring kJson = L"application/json";
 
 } // namespace
@@ -22,7 +19,6 @@ std::shared_ptr<ApiClient> platformClient(const std::wstring& url, const std::sh
     }
     auto configuration = std::make_shared<ApiConfiguration>();
     configuration->getHttpConfig() = caller->getHttpConfig();
-    configuration->getHttpConfig().set_timeout(kRequestTimeout);
     if (redirects == Redirects::ReturnToCaller) {
         configuration->getHttpConfig().set_max_redirects(0);
     }
@@ -33,7 +29,7 @@ std::shared_ptr<ApiClient> platformClient(const std::wstring& url, const std::sh
     if (cookie != callerHeaders.end()) {
         configuration->getDefaultHeaders()[L"Cookie"] = cookie->second;
     }
-    return std::make_shared<ApiClient>(configuration);
+    return perCallClient(configuration);
 }
 
 pplx::task<web::http::http_response> platformGet(const std::shared_ptr<ApiClient>& client,
@@ -44,13 +40,11 @@ pplx::task<web::http::http_response> platformGet(const std::shared_ptr<ApiClient
     // The client rides along: it owns the connection the answer arrives on.
     return client->callApiAndRetryOnError(L"", L"GET", {}, nullptr, headers, {}, {}, kJson)
         .then([client, operation](web::http::http_response response) {
-            if (response.status_code() < 400) {
+            if (!isRefusal(response)) {
                 return pplx::task_from_result(response);
             }
-            return response.extract_utf8string(true).then([response, operation](const std::string& body) {
-                throw ApiException(response.status_code(),
-                                   L"error calling " + operation + L": " + fromUtf8(response.reason_phrase()),
-                                   std::make_shared<std::istringstream>(body));
+            return response.extract_utf8string(true).then([response, operation](std::string body) {
+                throw refusalOf(response, operation, std::move(body));
                 return response;
             });
         });

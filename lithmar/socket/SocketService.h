@@ -6,8 +6,8 @@ namespace com::vantorel::lithmar {
 
 // The notification client for platform users: a WebSocket connection to the
 // platform's notification service (docs/notifications.md gives the
-// protocol). Implemented by the socket library, Lithmar::socket, which the
-// exchange library links.
+// protocol). The socket library's public interface: Lithmar::socket, which
+// the exchange library links and calls for every user but the local one.
 class LITHMAR_SOCKET_EXPORT SocketService {
 public:
     // Listens to `user`'s notifications at `notificationUrl` (the service's
