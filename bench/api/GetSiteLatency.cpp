@@ -11,7 +11,7 @@
 #include <lithmar/exchange/api/DataExchangeApi.h>
 #include <lithmar/runtime/Utf8.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include "../common/ServerProcess.h"
 

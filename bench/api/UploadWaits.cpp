@@ -13,7 +13,7 @@
 #include <lithmar/exchange/api/DataExchangeApi.h>
 #include <lithmar/runtime/Utf8.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include "../common/Measures.h"
 #include "../common/ServerProcess.h"

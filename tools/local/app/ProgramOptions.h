@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include <optional>
 #include <ostream>

@@ -3,7 +3,7 @@
 #include "ProgramOptions.h"
 #include "StopSignals.h"
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include <csignal>
 #include <exception>

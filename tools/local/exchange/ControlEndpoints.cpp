@@ -1,8 +1,8 @@
 #include <tools/local/exchange/ControlEndpoints.h>
 
+#include <tools/local/common/SafeAnswer.h>
 #include <tools/local/exchange/FaultCommand.h>
 #include <tools/local/exchange/JsonCommand.h>
-#include <tools/local/exchange/SafeAnswer.h>
 
 namespace lithmar::local {
 namespace {

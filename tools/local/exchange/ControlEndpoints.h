@@ -1,7 +1,7 @@
 #pragma once
 
-#include <tools/local/session/WebSessions.h>
 #include <tools/local/server/HttpServer.h>
+#include <tools/local/session/WebSessions.h>
 
 namespace lithmar::local {
 

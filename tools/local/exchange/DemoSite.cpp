@@ -1,7 +1,7 @@
 #include <tools/local/exchange/DemoSite.h>
 
+#include <tools/local/common/UtcTime.h>
 #include <tools/local/exchange/CrsCatalog.h>
-#include <tools/local/exchange/UtcTime.h>
 
 namespace lithmar::local {
 namespace {

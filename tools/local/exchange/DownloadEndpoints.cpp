@@ -1,10 +1,10 @@
 // The download endpoints: a geologic model or one feature, as files carried
 // inline in the answer.
 
+#include <tools/local/common/RequestError.h>
 #include <tools/local/exchange/ExchangeEndpoints.h>
 #include <tools/local/exchange/GeologicFiles.h>
 #include <tools/local/exchange/PercentEncoding.h>
-#include <tools/local/exchange/RequestError.h>
 
 #include <map>
 

@@ -1,7 +1,7 @@
 #include <tools/local/exchange/ExchangeContext.h>
 
+#include <tools/local/common/RequestError.h>
 #include <tools/local/exchange/PercentEncoding.h>
-#include <tools/local/exchange/RequestError.h>
 
 namespace lithmar::local {
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/exchange/CrsCatalog.h>
 #include <tools/local/exchange/ExchangeStore.h>
-#include <tools/local/exchange/JsonAnswer.h>
 #include <tools/local/exchange/TrackingNumbers.h>
 #include <tools/local/server/RecordedRequest.h>
 

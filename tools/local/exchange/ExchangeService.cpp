@@ -1,7 +1,7 @@
 #include <tools/local/exchange/ExchangeService.h>
 
+#include <tools/local/common/SafeAnswer.h>
 #include <tools/local/exchange/ExchangeEndpoints.h>
-#include <tools/local/exchange/SafeAnswer.h>
 
 namespace lithmar::local {
 

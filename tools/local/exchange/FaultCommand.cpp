@@ -1,7 +1,7 @@
 #include <tools/local/exchange/FaultCommand.h>
 
+#include <tools/local/common/RequestError.h>
 #include <tools/local/exchange/JsonCommand.h>
-#include <tools/local/exchange/RequestError.h>
 #include <tools/local/server/AsciiText.h>
 #include <tools/local/server/FaultScript.h>
 #include <tools/local/server/PathPattern.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/server/Fault.h>
 
 #include <string>

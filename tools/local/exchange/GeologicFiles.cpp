@@ -1,7 +1,7 @@
 #include <tools/local/exchange/GeologicFiles.h>
 
-#include <tools/local/exchange/JsonAnswer.h>
-#include <tools/local/exchange/RequestError.h>
+#include <tools/local/common/JsonAnswer.h>
+#include <tools/local/common/RequestError.h>
 #include <tools/local/exchange/SiteTree.h>
 
 #include <algorithm>

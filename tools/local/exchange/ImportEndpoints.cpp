@@ -3,11 +3,11 @@
 // once; the job runner (imports/JobRunner) imports the files later and
 // notifies that user.
 
+#include <tools/local/common/RequestError.h>
+#include <tools/local/common/SecureRandom.h>
+#include <tools/local/common/UtcTime.h>
 #include <tools/local/exchange/ExchangeEndpoints.h>
 #include <tools/local/exchange/JsonCommand.h>
-#include <tools/local/exchange/RandomText.h>
-#include <tools/local/exchange/RequestError.h>
-#include <tools/local/exchange/UtcTime.h>
 #include <tools/local/server/AsciiText.h>
 
 namespace lithmar::local::endpoints {
@@ -98,7 +98,7 @@ Response importFiles(ExchangeContext& context, const RecordedRequest& request, c
     }
     checkExisting(context, kind, siteId, existingId);
 
-    const JobRecord job{"job-" + randomHex(20),
+    const JobRecord job{"job-" + secureRandomHex(10),
                         kind.job,
                         kJobQueued,
                         siteId,

@@ -1,7 +1,7 @@
 #include <tools/local/exchange/JsonCommand.h>
 
-#include <tools/local/exchange/RequestError.h>
-#include <tools/local/exchange/Utf8.h>
+#include <tools/local/common/RequestError.h>
+#include <tools/local/common/Utf8.h>
 #include <tools/local/server/AsciiText.h>
 
 namespace lithmar::local {

@@ -1,6 +1,6 @@
 #include <tools/local/exchange/PercentEncoding.h>
 
-#include <tools/local/exchange/RequestError.h>
+#include <tools/local/common/RequestError.h>
 
 namespace lithmar::local {
 namespace {

@@ -1,15 +1,15 @@
 // The site endpoints: the session-opening request, sites, their trees and
 // the coordinate reference systems.
 
+#include <tools/local/common/RequestError.h>
+#include <tools/local/common/SecureRandom.h>
+#include <tools/local/common/UtcTime.h>
+#include <tools/local/common/Utf8.h>
 #include <tools/local/exchange/CrsCatalog.h>
 #include <tools/local/exchange/ExchangeEndpoints.h>
 #include <tools/local/exchange/JsonCommand.h>
 #include <tools/local/exchange/PercentEncoding.h>
-#include <tools/local/exchange/RandomText.h>
-#include <tools/local/exchange/RequestError.h>
 #include <tools/local/exchange/SiteTree.h>
-#include <tools/local/exchange/UtcTime.h>
-#include <tools/local/exchange/Utf8.h>
 #include <tools/local/server/AsciiText.h>
 
 namespace lithmar::local::endpoints {
@@ -49,7 +49,7 @@ Response createSite(ExchangeContext& context, const RecordedRequest& request)
                                     " characters; use at most " + std::to_string(kMaxSiteNameLength));
     }
     const Crs& crs = defaultSiteCrs();
-    const SiteRecord site{"site-" + randomHex(16), name, "", crs.id, crs.unitOfMeasure, utcNow()};
+    const SiteRecord site{"site-" + secureRandomHex(8), name, "", crs.id, crs.unitOfMeasure, utcNow()};
     if (!context.store.sites().createSite(site)) {
         throw RequestError(409, "a site named \"" + name + "\" exists already; choose another name");
     }

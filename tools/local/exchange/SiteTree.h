@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/exchange/SiteStore.h>
 
 #include <vector>

@@ -1,12 +1,12 @@
 #include <tools/local/exchange/TrackingNumbers.h>
 
-#include <tools/local/exchange/RandomText.h>
+#include <tools/local/common/SecureRandom.h>
 
 #include <cstdio>
 
 namespace lithmar::local {
 
-TrackingNumbers::TrackingNumbers() : m_run(randomHex(8)) {}
+TrackingNumbers::TrackingNumbers() : m_run(secureRandomHex(4)) {}
 
 std::string TrackingNumbers::next()
 {

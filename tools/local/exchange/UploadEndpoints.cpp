@@ -2,12 +2,12 @@
 // per file, sends the files to the file server, then closes the session with
 // the file server's receipts.
 
+#include <tools/local/common/RequestError.h>
+#include <tools/local/common/SecureRandom.h>
+#include <tools/local/common/UtcTime.h>
 #include <tools/local/exchange/ExchangeEndpoints.h>
 #include <tools/local/exchange/JsonCommand.h>
-#include <tools/local/exchange/RandomText.h>
-#include <tools/local/exchange/RequestError.h>
 #include <tools/local/exchange/ServicePaths.h>
-#include <tools/local/exchange/UtcTime.h>
 
 #include <map>
 
@@ -61,10 +61,10 @@ Response startUpload(ExchangeContext& context, const RecordedRequest& request)
     const std::string checkInBase =
         context.scheme + "://" + reachedHost(request) +
         siblingPath(context.basePath, service_suffix::kExchange, service_suffix::kFileServer) + "/checkin/";
-    UploadSession session{"upl-" + randomHex(24), utcNow(), "", {}};
+    UploadSession session{"upl-" + secureRandomHex(12), utcNow(), "", {}};
     Json slots = Json::array();
     for (std::int64_t i = 0; i < files; ++i) {
-        UploadStream stream{"fcs-" + randomHex(24), randomHex(40), ""};
+        UploadStream stream{"fcs-" + secureRandomHex(12), secureRandomHex(20), ""};
         slots.push_back(
             {{"fcsStreamId", stream.id}, {"fcsFileUrl", checkInBase + stream.id}, {"fcsFileTicket", stream.ticket}});
         session.streams.push_back(std::move(stream));

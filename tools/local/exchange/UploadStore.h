@@ -1,8 +1,8 @@
 #pragma once
 
+#include <tools/local/common/CheckinSlots.h>
 #include <tools/local/exchange/Database.h>
 
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -36,25 +36,8 @@ struct UploadSession {
     }
 };
 
-// Where a stream's slot belongs, as the file server checks a check-in.
-struct StreamSlot {
-    std::string sessionId;
-    std::string ticket;
-    std::string sessionFinished; // "" while the session is open
-};
-
-// A file that the file server received into a stream's slot.
-struct CheckedInFile {
-    std::string streamId;
-    std::string receipt; // the text the file server answered
-    std::string path;    // where the file server keeps the bytes
-    std::uint64_t size = 0;
-    std::string checksum; // XXH64 of the bytes, 16 hex digits
-    std::string checkedIn;
-};
-
 // The SQL of upload sessions, their streams and the files checked in to them.
-class UploadStore {
+class UploadStore : public CheckinSlots {
 public:
     explicit UploadStore(Database& database) : m_database(database) {}
 
@@ -68,12 +51,10 @@ public:
     bool finish(const std::string& sessionId, const std::string& when,
                 const std::map<std::string, std::string>& receipts);
 
-    std::optional<StreamSlot> slot(const std::string& streamId);
-    // Records the slot's one check-in; false, changing nothing, when the slot
-    // was checked in already.
-    bool recordCheckin(const CheckedInFile& file);
-    void forgetCheckin(const std::string& streamId);
-    std::optional<CheckedInFile> checkin(const std::string& streamId);
+    std::optional<StreamSlot> slot(const std::string& streamId) override;
+    bool recordCheckin(const CheckedInFile& file) override;
+    void forgetCheckin(const std::string& streamId) override;
+    std::optional<CheckedInFile> checkin(const std::string& streamId) override;
 
 private:
     Database& m_database;

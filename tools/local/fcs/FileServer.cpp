@@ -1,10 +1,10 @@
 #include <tools/local/fcs/FileServer.h>
 
-#include <tools/local/exchange/JsonAnswer.h>
-#include <tools/local/exchange/RandomText.h>
-#include <tools/local/exchange/RequestError.h>
-#include <tools/local/exchange/SafeAnswer.h>
-#include <tools/local/exchange/UtcTime.h>
+#include <tools/local/common/JsonAnswer.h>
+#include <tools/local/common/RequestError.h>
+#include <tools/local/common/SafeAnswer.h>
+#include <tools/local/common/SecureRandom.h>
+#include <tools/local/common/UtcTime.h>
 #include <tools/local/server/FilePartSink.h>
 
 #include <cstdio>
@@ -69,9 +69,9 @@ void checkSlot(const std::string& streamId, const std::optional<StreamSlot>& slo
 
 } // namespace
 
-FileServer::FileServer(std::string basePath, std::string directory, UploadStore& uploads)
+FileServer::FileServer(std::string basePath, std::string directory, CheckinSlots& slots)
     : m_basePath(std::move(basePath)), m_temporary(directory.empty()), m_directory(makeDirectory(directory)),
-      m_uploads(uploads)
+      m_slots(slots)
 {
 }
 
@@ -103,20 +103,20 @@ std::unique_ptr<PartSink> FileServer::sinkFor(const RecordedRequest& head, const
     // refusal of any other once the body is in.
     const std::string& streamId = head.params.at("streamId");
     try {
-        checkSlot(streamId, m_uploads.slot(streamId), partNamed(parts, kTicketPart));
+        checkSlot(streamId, m_slots.slot(streamId), partNamed(parts, kTicketPart));
     } catch (const RequestError&) {
         return nullptr;
     }
-    if (m_uploads.checkin(streamId)) {
+    if (m_slots.checkin(streamId)) {
         return nullptr;
     }
-    return std::make_unique<FilePartSink>((m_directory / (kIncomingPrefix + randomHex(24))).string());
+    return std::make_unique<FilePartSink>((m_directory / (kIncomingPrefix + secureRandomHex(12))).string());
 }
 
 Response FileServer::checkin(const RecordedRequest& request)
 {
     const std::string& streamId = request.params.at("streamId");
-    const std::optional<StreamSlot> slot = m_uploads.slot(streamId);
+    const std::optional<StreamSlot> slot = m_slots.slot(streamId);
     checkSlot(streamId, slot, nullptr);
     if (!request.multipartError.empty()) {
         throw RequestError(400, "the check-in form of slot \"" + streamId + "\" is incomplete or malformed (" +
@@ -129,7 +129,7 @@ Response FileServer::checkin(const RecordedRequest& request)
                                     kFilePart + "\"; this one lacks \"" + (ticket ? kFilePart : kTicketPart) + "\"");
     }
     checkSlot(streamId, slot, ticket);
-    if (const auto earlier = m_uploads.checkin(streamId)) {
+    if (const auto earlier = m_slots.checkin(streamId)) {
         throw RequestError(409, "the slot \"" + streamId + "\" was checked in at " + earlier->checkedIn +
                                     "; each slot takes one file, start a new upload session to send it again");
     }
@@ -139,20 +139,20 @@ Response FileServer::checkin(const RecordedRequest& request)
 
     CheckedInFile record{streamId, "", (m_directory / streamId).string(), file->size, hex16(file->checksum), utcNow()};
     const Json receipt{{"fcsStreamId", streamId},
-                       {"receiptId", randomHex(32)},
+                       {"receiptId", secureRandomHex(16)},
                        {"size", record.size},
                        {"checksum", record.checksum},
                        {"checkedIn", record.checkedIn}};
     record.receipt = jsonText(receipt);
     // The record claims the slot; only its claimer moves a file to the
     // slot's name, so two check-ins racing for a slot cannot mix their files.
-    if (!m_uploads.recordCheckin(record)) {
+    if (!m_slots.recordCheckin(record)) {
         throw RequestError(409, "the slot \"" + streamId + "\" was checked in meanwhile by another request");
     }
     std::error_code moveError;
     std::filesystem::rename(file->storedAt, record.path, moveError);
     if (moveError) {
-        m_uploads.forgetCheckin(streamId);
+        m_slots.forgetCheckin(streamId);
         throw std::runtime_error("cannot keep the file of slot \"" + streamId + "\" in " + record.path + ": " +
                                  moveError.message());
     }
@@ -161,7 +161,7 @@ Response FileServer::checkin(const RecordedRequest& request)
 
 std::optional<StoredFile> FileServer::storedFile(const std::string& streamId)
 {
-    const auto record = m_uploads.checkin(streamId);
+    const auto record = m_slots.checkin(streamId);
     if (!record) {
         return std::nullopt;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tools/local/exchange/UploadStore.h>
+#include <tools/local/common/CheckinSlots.h>
 #include <tools/local/server/HttpServer.h>
 
 #include <cstdint>
@@ -36,7 +36,7 @@ class FileServer {
 public:
     // `directory`: where checked-in files are kept (created when missing);
     // "" for a temporary directory that goes with the server.
-    FileServer(std::string basePath, std::string directory, UploadStore& uploads);
+    FileServer(std::string basePath, std::string directory, CheckinSlots& slots);
     ~FileServer();
 
     FileServer(const FileServer&) = delete;
@@ -58,7 +58,7 @@ private:
     const std::string m_basePath;
     const bool m_temporary;
     const std::filesystem::path m_directory;
-    UploadStore& m_uploads;
+    CheckinSlots& m_slots;
 };
 
 } // namespace lithmar::local

@@ -1,34 +1,8 @@
 #include <tools/local/server/Response.h>
 
-#include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace lithmar::local {
-namespace {
-
-std::string jsonString(std::string_view text)
-{
-    std::string quoted = "\"";
-    for (const char c : text) {
-        switch (c) {
-        case '"': quoted += "\\\""; break;
-        case '\\': quoted += "\\\\"; break;
-        case '\n': quoted += "\\n"; break;
-        case '\r': quoted += "\\r"; break;
-        case '\t': quoted += "\\t"; break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-                char escaped[8];
-                std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
-                quoted += escaped;
-            } else {
-                quoted += c;
-            }
-        }
-    }
-    return quoted + "\"";
-}
-
-} // namespace
 
 Response Response::json(int status, std::string body)
 {
@@ -41,7 +15,11 @@ Response Response::json(int status, std::string body)
 
 Response Response::error(int status, std::string_view message)
 {
-    return json(status, "{\"error\": " + jsonString(message) + "}");
+    // Messages echo what the client sent (an id from the path, a file name),
+    // which need not be UTF-8: such bytes become U+FFFD rather than failing
+    // the answer.
+    const std::string quoted = nlohmann::json(message).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return json(status, "{\"error\": " + quoted + "}");
 }
 
 } // namespace lithmar::local

@@ -23,8 +23,10 @@ struct Response {
 
     // A body with Content-Type: application/json.
     static Response json(int status, std::string body);
-    // {"error": "<message>"}: what the server answers when it cannot serve a
-    // request, so that a client sees why in its logs.
+    // {"error": "<message>"}: the one error body of every service of the
+    // platform, and what the server answers when it cannot serve a request,
+    // so that a client sees why in its logs. Bytes of `message` that are not
+    // UTF-8 become U+FFFD.
     static Response error(int status, std::string_view message);
 };
 

@@ -1,21 +1,14 @@
 #include <tools/local/session/SessionServices.h>
 
-#include <nlohmann/json.hpp>
+#include <tools/local/common/JsonAnswer.h>
 
 #include <optional>
 
 namespace lithmar::local {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr const char* kNotificationService = "GATE";
 constexpr const char* kLoginServiceId = "sentrowe";
-
-Response jsonAnswer(int status, const Json& body)
-{
-    return Response::json(status, body.dump(-1, ' ', false, Json::error_handler_t::replace));
-}
 
 // The raw value of `name` in a query string. The session services only take
 // service names and tickets there, which never need escapes.
@@ -68,9 +61,8 @@ SessionServices::SessionServices(SessionServiceOptions options, WebSessions& ses
 void SessionServices::install(HttpServer& server)
 {
     const auto& o = m_options;
-    server.route("GET", o.userBasePath + "/api/users/current", [this](const RecordedRequest& r) {
-        return currentUser(r);
-    });
+    server.route("GET", o.userBasePath + "/api/users/current",
+                 [this](const RecordedRequest& r) { return currentUser(r); });
     server.route("GET", o.directoryBasePath + "/vireon/resources/AppsMngt/api/v1/services",
                  [this](const RecordedRequest& r) { return directory(r); });
     server.route("POST", o.loginBasePath + "/signin", [this](const RecordedRequest& r) { return signIn(r); });
@@ -160,8 +152,8 @@ Response SessionServices::login(const RecordedRequest& request)
     const auto service = queryValue(request.query, "service");
     if (service != std::optional<std::string>(kNotificationService)) {
         return Response::error(400, std::string("the login service logs in to the service ") + kNotificationService +
-                                        " only: ask for " + m_options.loginBasePath + "/login?service=" +
-                                        kNotificationService);
+                                        " only: ask for " + m_options.loginBasePath +
+                                        "/login?service=" + kNotificationService);
     }
     const auto user = m_sessions.userOf(request);
     if (!user) {
@@ -180,10 +172,12 @@ Response SessionServices::validate(const RecordedRequest& request) const
     }
     const TicketStore::Lookup known = m_tickets.lookup(*ticket);
     switch (known.state) {
-    case TicketStore::State::Valid: return jsonAnswer(200, Json{{"user", known.user}});
+    case TicketStore::State::Valid:
+        return jsonAnswer(200, Json{{"user", known.user}});
     case TicketStore::State::Expired:
         return Response::error(410, "the ticket has expired: ask the login service for a new one");
-    case TicketStore::State::Unknown: break;
+    case TicketStore::State::Unknown:
+        break;
     }
     return Response::error(404, "no such ticket: it was never issued, or expired long ago");
 }

@@ -1,6 +1,6 @@
 #include <tools/local/session/TicketStore.h>
 
-#include <tools/local/session/SecureRandom.h>
+#include <tools/local/common/SecureRandom.h>
 
 namespace lithmar::local {
 

@@ -1,6 +1,6 @@
 #include <tools/local/session/UserTable.h>
 
-#include <tools/local/session/SecureRandom.h>
+#include <tools/local/common/SecureRandom.h>
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>

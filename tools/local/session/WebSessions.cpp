@@ -1,7 +1,7 @@
 #include <tools/local/session/WebSessions.h>
 
+#include <tools/local/common/SecureRandom.h>
 #include <tools/local/server/AsciiText.h>
-#include <tools/local/session/SecureRandom.h>
 
 #include <algorithm>
 #include <cctype>

@@ -1,10 +1,10 @@
 // The text rules behind the endpoints, for the edge cases that the wire tests
 // (EndpointsTest) do not reach.
 
+#include <tools/local/common/Utf8.h>
 #include <tools/local/exchange/JsonCommand.h>
 #include <tools/local/exchange/PercentEncoding.h>
 #include <tools/local/exchange/ServicePaths.h>
-#include <tools/local/exchange/Utf8.h>
 #include <tools/local/session/WebSessions.h>
 
 #include <gtest/gtest.h>

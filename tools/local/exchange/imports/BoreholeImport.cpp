@@ -2,7 +2,7 @@
 // the site's borehole collection. A hole imported again is replaced, so the
 // collection counts each hole once.
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/exchange/imports/BoreholeTables.h>
 #include <tools/local/exchange/imports/ImportError.h>
 #include <tools/local/exchange/imports/SiteImport.h>

@@ -2,7 +2,7 @@
 // site's point sample collection, or join an existing set (a station seen
 // again is replaced).
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/exchange/imports/FieldObservations.h>
 #include <tools/local/exchange/imports/ImportError.h>
 #include <tools/local/exchange/imports/SiteImport.h>

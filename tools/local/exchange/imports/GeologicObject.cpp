@@ -1,6 +1,6 @@
 #include <tools/local/exchange/imports/GeologicObject.h>
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/exchange/imports/ImportError.h>
 
 #include <algorithm>

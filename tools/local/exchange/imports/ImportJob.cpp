@@ -1,7 +1,7 @@
 #include <tools/local/exchange/imports/ImportJob.h>
 
-#include <tools/local/exchange/JsonAnswer.h>
-#include <tools/local/exchange/UtcTime.h>
+#include <tools/local/common/JsonAnswer.h>
+#include <tools/local/common/UtcTime.h>
 #include <tools/local/exchange/imports/ImportError.h>
 #include <tools/local/exchange/imports/SiteImport.h>
 

@@ -2,7 +2,7 @@
 // site's borehole collection has, becomes a named set at the top of the
 // site.
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/exchange/imports/BoreholeTables.h>
 #include <tools/local/exchange/imports/ImportError.h>
 #include <tools/local/exchange/imports/SiteImport.h>

@@ -1,7 +1,7 @@
 #include <tools/local/exchange/imports/SiteImport.h>
 
-#include <tools/local/exchange/JsonAnswer.h>
-#include <tools/local/exchange/RandomText.h>
+#include <tools/local/common/JsonAnswer.h>
+#include <tools/local/common/SecureRandom.h>
 #include <tools/local/exchange/imports/ImportError.h>
 
 namespace lithmar::local::imports {
@@ -57,7 +57,7 @@ ImportCommand importCommandOf(const JobRecord& job)
 
 std::string newObjectId(const char* prefix)
 {
-    return prefix + randomHex(20);
+    return prefix + secureRandomHex(10);
 }
 
 SiteObject topLevelContainer(ImportTarget& target, const char* kind, const char* idPrefix, const char* name)

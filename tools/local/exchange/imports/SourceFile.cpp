@@ -1,6 +1,6 @@
 #include <tools/local/exchange/imports/SourceFile.h>
 
-#include <tools/local/exchange/Utf8.h>
+#include <tools/local/common/Utf8.h>
 #include <tools/local/exchange/imports/ImportError.h>
 
 #include <cerrno>

@@ -1,7 +1,7 @@
 // Terrains: one height grid becomes a terrain below the site's terrain
 // collection, or replaces the grid of an existing terrain.
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 #include <tools/local/exchange/imports/ImportError.h>
 #include <tools/local/exchange/imports/SiteImport.h>
 #include <tools/local/exchange/imports/TerrainGrid.h>

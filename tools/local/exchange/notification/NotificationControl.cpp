@@ -1,9 +1,9 @@
 #include <tools/local/exchange/notification/NotificationControl.h>
 
+#include <tools/local/common/RequestError.h>
+#include <tools/local/common/SafeAnswer.h>
 #include <tools/local/exchange/ControlEndpoints.h>
 #include <tools/local/exchange/JsonCommand.h>
-#include <tools/local/exchange/RequestError.h>
-#include <tools/local/exchange/SafeAnswer.h>
 #include <tools/local/session/TicketStore.h>
 
 namespace lithmar::local {

@@ -1,6 +1,6 @@
 #include <tools/local/exchange/notification/NotificationSocket.h>
 
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 
 #include <lithmar/exchange/notification/NotificationTopic.h>
 

@@ -1,8 +1,8 @@
 #include <tools/local/exchange/notification/PollEndpoint.h>
 
-#include <tools/local/exchange/JsonAnswer.h>
-#include <tools/local/exchange/RequestError.h>
-#include <tools/local/exchange/SafeAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
+#include <tools/local/common/RequestError.h>
+#include <tools/local/common/SafeAnswer.h>
 
 #include <charconv>
 #include <limits>

@@ -1,4 +1,4 @@
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include <tools/local/exchange/ControlEndpoints.h>
 #include <tools/local/exchange/notification/NotificationControl.h>
@@ -24,8 +24,7 @@ const char* schemeOf(const LocalPlatformOptions& options)
     return servesTls(options) ? "https" : "http";
 }
 
-ServerOptions serverOptions(const LocalPlatformOptions& options,
-                            const std::optional<LocalCertificates>& certificates)
+ServerOptions serverOptions(const LocalPlatformOptions& options, const std::optional<LocalCertificates>& certificates)
 {
     ServerOptions server;
     if (certificates) {
@@ -142,12 +141,11 @@ LocalPlatform::TemporaryDirectory::~TemporaryDirectory()
 
 LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     : m_options(std::move(options)),
-      m_certificateDirectory(servesTls(m_options) && m_options.dataDirectory.empty()
-                                 ? std::make_unique<TemporaryDirectory>()
-                                 : nullptr),
+      m_certificateDirectory(
+          servesTls(m_options) && m_options.dataDirectory.empty() ? std::make_unique<TemporaryDirectory>() : nullptr),
       m_certificates(makeCertificates(m_options, m_certificateDirectory ? m_certificateDirectory->path : "")),
-      m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations),
-      m_tickets(ticketOptions(m_options)), m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
+      m_store(m_options.dataDirectory), m_users(m_options.passwordHashIterations), m_tickets(ticketOptions(m_options)),
+      m_sessionServices(sessionOptions(m_options), m_sessions, m_users, m_tickets),
       m_files(siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kFileServer),
               m_options.dataDirectory.empty() ? ""
                                               : (std::filesystem::path(m_options.dataDirectory) / "files").string(),
@@ -170,9 +168,8 @@ LocalPlatform::LocalPlatform(LocalPlatformOptions options)
     installNotificationControl(m_server, m_notifications);
     installNotificationSocket(
         m_server, siblingPath(m_options.exchangeBasePath, service_suffix::kExchange, service_suffix::kNotifications),
-        m_notifications, [this](const std::string& user, const std::string& ticket) {
-            return m_tickets.check(user, ticket);
-        });
+        m_notifications,
+        [this](const std::string& user, const std::string& ticket) { return m_tickets.check(user, ticket); });
 }
 
 LocalPlatform::~LocalPlatform()

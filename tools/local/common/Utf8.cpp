@@ -1,4 +1,4 @@
-#include <tools/local/exchange/Utf8.h>
+#include <tools/local/common/Utf8.h>
 
 namespace lithmar::local {
 namespace {

@@ -1,4 +1,4 @@
-#include <tools/local/exchange/UtcTime.h>
+#include <tools/local/common/UtcTime.h>
 
 #include <chrono>
 #include <ctime>

@@ -1,4 +1,4 @@
-#include <tools/local/exchange/JsonAnswer.h>
+#include <tools/local/common/JsonAnswer.h>
 
 namespace lithmar::local {
 
@@ -10,11 +10,6 @@ std::string jsonText(const Json& value)
 Response jsonAnswer(int status, const Json& body)
 {
     return Response::json(status, jsonText(body));
-}
-
-Response jsonError(int status, std::string_view message)
-{
-    return jsonAnswer(status, Json{{"error", message}});
 }
 
 } // namespace lithmar::local

@@ -1,4 +1,4 @@
-#include <tools/local/session/SecureRandom.h>
+#include <tools/local/common/SecureRandom.h>
 
 #include <openssl/err.h>
 #include <openssl/rand.h>

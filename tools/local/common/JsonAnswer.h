@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
-#include <string_view>
 
 namespace lithmar::local {
 
@@ -18,7 +17,5 @@ using Json = nlohmann::ordered_json;
 std::string jsonText(const Json& value);
 
 Response jsonAnswer(int status, const Json& body);
-// {"error": "<message>"}
-Response jsonError(int status, std::string_view message);
 
 } // namespace lithmar::local
