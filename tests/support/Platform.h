@@ -5,7 +5,7 @@
 
 #include <tests/support/RawClient.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,12 @@
 #include "Cli.h"
 
-#include "Commands.h"
+#include "Connection.h"
+#include "CrsCommands.h"
+#include "DownloadCommands.h"
 #include "Failure.h"
 #include "ImportCommand.h"
 #include "SessionCommands.h"
+#include "SiteCommands.h"
 #include "UploadCommands.h"
 
 #include <CLI/CLI.hpp>

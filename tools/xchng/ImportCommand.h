@@ -1,6 +1,8 @@
 #pragma once
 
-#include "Commands.h"
+#include "Output.h"
+
+#include <lithmar/exchange/api/DataExchangeApi.h>
 
 #include <optional>
 #include <string>

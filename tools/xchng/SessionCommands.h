@@ -1,6 +1,7 @@
 #pragma once
 
-#include "Commands.h"
+#include "Connection.h"
+#include "Output.h"
 
 #include <optional>
 #include <string>

@@ -4,7 +4,7 @@
 #include <lithmar/runtime/ApiException.h>
 #include <lithmar/runtime/Utf8.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 #include <tools/local/server/HttpServer.h>
 
 #include <gtest/gtest.h>

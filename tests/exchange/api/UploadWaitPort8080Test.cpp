@@ -9,18 +9,19 @@
 #include <gtest/gtest.h>
 
 using namespace apitest;
+namespace test = ::lithmar::test;
 using Clock = std::chrono::steady_clock;
 
 namespace {
 
 TEST(UploadWaitPort8080, EachUploadTakesItsOwnJobsResultAndTheWaitReadsTheTimeOutAtEachLook)
 {
-    auto options = lithmar::test::endpointsOnly();
+    auto options = test::endpointsOnly();
     options.pollPort = 8080;
     local::LocalPlatform platform(options);
     platform.start();
     const auto exchangeFor = [&] {
-        return api::DataExchangeApi(std::make_shared<sdk::ApiClient>(lithmar::test::clientConfiguration(platform)));
+        return api::DataExchangeApi(std::make_shared<sdk::ApiClient>(test::clientConfiguration(platform)));
     };
     const auto publishResult = [&](const local::JobRecord& job, const std::string& result) {
         platform.publish("LOCAL_USER",

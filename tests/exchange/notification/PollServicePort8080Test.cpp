@@ -4,7 +4,7 @@
 #include <lithmar/exchange/notification/PendingResults.h>
 #include <lithmar/exchange/notification/PollService.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include <tests/support/StdoutFile.h>
 
@@ -17,6 +17,7 @@
 
 namespace sdk = com::vantorel::lithmar;
 namespace local = ::lithmar::local;
+namespace test = ::lithmar::test;
 using namespace std::chrono_literals;
 
 namespace {
@@ -103,7 +104,7 @@ TEST_F(PollServicePort8080, RunsOneLoopHoweverManyThreadsConnectThatEndsAtTheDea
 // not a string or no server ends the loop with a line and no null message.
 TEST_F(PollServicePort8080, ScriptedAnswersSetTheIndexAndFailuresEndTheLoop)
 {
-    lithmar::test::StdoutFile output;
+    test::StdoutFile output;
     for (const auto& answer : {local::Response::json(200, "\"42\""), local::Response::json(200, "\"\""),
                                local::Response::json(200, "\"12abc\""), local::Response::error(500, "down")}) {
         poll.script("GET", kPollPath, local::Fault::respond(answer));

@@ -6,7 +6,7 @@
 
 #include <tests/support/TemporaryDirectory.h>
 
-#include <tools/local/exchange/LocalPlatform.h>
+#include <tools/local/platform/LocalPlatform.h>
 
 #include <cpprest/json.h>
 #include <gmock/gmock.h>
@@ -15,17 +15,19 @@
 
 namespace {
 
+namespace local = ::lithmar::local;
+namespace test = ::lithmar::test;
 namespace xchng = ::lithmar::xchng;
 using ::testing::HasSubstr;
 
 TEST(XchngImportPort8080, WaitsForTheImportsResultOrSaysWhatToDoWhenItIsLate)
 {
-    ::lithmar::local::LocalPlatformOptions options;
+    local::LocalPlatformOptions options;
     options.pollPort = 8080;
     options.jobDelay = std::chrono::seconds(3); // long enough for the time-out to come first
-    ::lithmar::local::LocalPlatform platform(options);
+    local::LocalPlatform platform(options);
     ASSERT_NO_THROW(platform.start()) << "the poll endpoint needs port 8080";
-    const std::string grid = ::lithmar::test::exampleFile("terrain.asc").string();
+    const std::string grid = test::exampleFile("terrain.asc").string();
     std::ostringstream out;
     std::ostringstream err;
     const auto upload = [&](const std::string& timeout) {

@@ -27,9 +27,10 @@ namespace {
 
 namespace sdk = com::vantorel::lithmar;
 namespace local = ::lithmar::local;
+namespace test = ::lithmar::test;
 namespace xchng = ::lithmar::xchng;
 namespace fs = std::filesystem;
-using ::lithmar::test::TemporaryDirectory;
+using test::TemporaryDirectory;
 using ::testing::HasSubstr;
 using Args = std::vector<std::string>;
 
@@ -210,7 +211,7 @@ TEST_F(XchngSession, TheFileIsOwnerOnlyAndKeepsOneCookiePerService)
 
 TEST_F(XchngSession, SignsInKeepsTheSessionForLaterCommandsAndSignsOut)
 {
-    local::LocalPlatform platform(::lithmar::test::platformModeWithOneUser());
+    local::LocalPlatform platform(test::platformModeWithOneUser());
     platform.start();
     const auto with = [&](Args more) {
         more.insert(more.begin(), {"-u", platform.exchangeUrl(), "--ca-file", platform.caCertificate()});
