@@ -46,9 +46,9 @@ Jobs waitForJobs(std::size_t count)
     return received;
 }
 
-bool listenAt(const std::string& url, int timeout)
+bool listenAt(const std::string& url, int timeout, const char* user = "LOCAL_USER")
 {
-    return sdk::SocketService::Connect("LOCAL_USER", "LOCAL_TICKET", url.c_str(), timeout, record);
+    return sdk::SocketService::Connect(user, "LOCAL_TICKET", url.c_str(), timeout, record);
 }
 
 // The end-to-end flow: one connection however often the caller connects,
@@ -102,18 +102,22 @@ TEST(SocketServiceTls, TalksOnlyToATrustedServerUnderItsOwnName)
     local::HttpServer server(options);
     local::installNotificationSocket(server, "/gate", queues, [](const auto&, const auto&) { return true; });
     server.start();
-    queues.publish("LOCAL_USER", R"({"jobId":"secure"})");
     const std::string port = std::to_string(server.port());
-
-    ASSERT_TRUE(listenAt("https://127.0.0.1:" + port + "/gate", 2));
+    // A user of its own for each listener, each with a notification published
+    // just before it connects: well inside the replay window of a client that
+    // starts afresh, however slow the machine.
+    queues.publish("first", R"({"jobId":"untrusted"})");
+    ASSERT_TRUE(listenAt("https://127.0.0.1:" + port + "/gate", 2, "first"));
     EXPECT_EQ(waitForJobs(1), Jobs{"null"}) << "not trusted";
     // OpenSSL's default trust store takes this file in (the process is the test's own).
     const std::string path = testing::TempDir() + "lithmar-socket-test-ca.pem";
     std::ofstream(path) << certificate.certificatePem;
     setenv("SSL_CERT_FILE", path.c_str(), 1);
-    ASSERT_TRUE(listenAt("wss://localhost:" + port + "/gate", 2));
+    queues.publish("second", R"({"jobId":"misnamed"})");
+    ASSERT_TRUE(listenAt("wss://localhost:" + port + "/gate", 2, "second"));
     EXPECT_EQ(waitForJobs(2), (Jobs{"null", "null"})) << "trusted, but made out for another name";
-    ASSERT_TRUE(listenAt("https://127.0.0.1:" + port + "/gate", 2));
+    queues.publish("third", R"({"jobId":"secure"})");
+    ASSERT_TRUE(listenAt("https://127.0.0.1:" + port + "/gate", 4, "third"));
     EXPECT_EQ(waitForJobs(4), (Jobs{"null", "null", "secure", "null"}));
 }
 
