@@ -4,6 +4,7 @@
 #include "CrsCommands.h"
 #include "DownloadCommands.h"
 #include "Failure.h"
+#include "FailureReport.h"
 #include "ImportCommand.h"
 #include "SessionCommands.h"
 #include "SiteCommands.h"
@@ -11,6 +12,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
@@ -71,6 +73,17 @@ void addUploadCommands(CLI::App& parent, UploadRequest& request, Action& action,
     }
 }
 
+// The subcommands given, as the command line words them: "upload boreholes".
+std::string commandOf(const CLI::App& app)
+{
+    std::string command;
+    for (const CLI::App* level = &app; !level->get_subcommands().empty();) {
+        level = level->get_subcommands().front();
+        command += (command.empty() ? "" : " ") + level->get_name();
+    }
+    return command;
+}
+
 } // namespace
 
 int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
@@ -84,6 +97,7 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
                  "Start a local one with lithmar-local."};
     app.name("xchng");
     app.require_subcommand(1);
+    app.footer(exitCodesHelp());
 
     Connection connection;
     connection.url = kDefaultUrl;
@@ -159,8 +173,11 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
         out << app.help();
         return Ok;
     } catch (const CLI::ParseError& failure) {
-        err << "xchng: " << failure.what() << "\nRun `xchng --help` for the commands and options.\n";
-        return Usage;
+        // The flags may not all be read when parsing stops; --json is asked
+        // for all the same.
+        json = json || std::find(args.begin(), args.end(), "--json") != args.end();
+        return report({Usage, failure.what() + std::string("\nRun `xchng --help` for the commands and options.")},
+                      commandOf(app), json, err);
     }
     try {
         if (sessionAction) {
@@ -170,17 +187,8 @@ int run(const std::vector<std::string>& args, std::istream& in, std::ostream& ou
         auto api = connect(connection);
         action(api, Output{out, json});
         return Ok;
-    } catch (const std::invalid_argument& failure) {
-        err << "xchng: " << failure.what() << '\n';
-        return Usage;
-    } catch (const Interrupted& interrupted) {
-        err << "xchng: stopped waiting for " << interrupted.what
-            << "; the service may still finish it: see `xchng sites show`\n";
-        return Cancelled;
     } catch (...) {
-        const Failure failure = describe(std::current_exception(), connection.url);
-        err << "xchng: " << failure.message << '\n';
-        return failure.exitCode;
+        return report(describe(std::current_exception(), connection.url), commandOf(app), json, err);
     }
 }
 

@@ -6,6 +6,9 @@
 #include <cerrno>
 #include <filesystem>
 #include <iterator>
+#include <stdexcept>
+
+#include <cpprest/json.h>
 
 namespace lithmar::xchng {
 namespace {
@@ -15,15 +18,29 @@ namespace lithmar = com::vantorel::lithmar;
 std::string bodyOf(const lithmar::ApiException& error)
 {
     const auto content = error.getContent();
-    if (!content) {
-        return {};
-    }
-    std::string body(std::istreambuf_iterator<char>(*content), {});
+    return content ? std::string(std::istreambuf_iterator<char>(*content), {}) : std::string();
+}
+
+// The start of a body, on a line of its own below the message.
+std::string shown(std::string body)
+{
     constexpr std::size_t kShown = 400;
     if (body.size() > kShown) {
         body = body.substr(0, kShown) + "...";
     }
     return body.empty() ? body : "\n" + body;
+}
+
+// The service's own words in an error body: the "error" text that the
+// platform's answers carry, or the body as it is.
+std::string platformWordsIn(const std::string& body)
+{
+    std::error_code invalid;
+    const auto json = web::json::value::parse(body, invalid);
+    if (!invalid && json.is_object() && json.has_string_field("error")) {
+        return json.at("error").as_string();
+    }
+    return body;
 }
 
 bool isBadAnswer(const lithmar::ApiException& error)
@@ -33,35 +50,65 @@ bool isBadAnswer(const lithmar::ApiException& error)
            message.find("unsupported response type") != std::string::npos;
 }
 
+Failure describeApiException(const lithmar::ApiException& failure, const std::string& serviceUrl)
+{
+    const std::string body = bodyOf(failure);
+    if (isBadAnswer(failure)) {
+        return {BadAnswer,
+                std::string(failure.what()) + " (is " + serviceUrl + " the data exchange service?)" + shown(body)};
+    }
+    const int code = failure.error_code().value();
+    const std::wstring& message = failure.getMessage();
+    Failure described{ServiceError, std::string(failure.what()) + shown(body), code, platformWordsIn(body)};
+    if (code == 408 && message == L"Timeout waiting for response.") {
+        described.message = std::string(failure.what()) +
+                            " The import's result did not arrive within --timeout seconds; the service may still "
+                            "finish it: see `xchng sites show`, or upload again with a longer --timeout";
+    } else if (code == 500 && message == L"Unable to track result via notification.") {
+        described.message = std::string(failure.what()) +
+                            " The platform named no signed-in user or gave no login ticket, so the import's result "
+                            "cannot reach xchng. Sign in, or check the platform's user and login services";
+    } else if (code == 404) {
+        described.message = std::string(failure.what()) + ": no such object at " + serviceUrl + shown(body);
+    }
+    return described;
+}
+
 } // namespace
+
+std::string exitCodesHelp()
+{
+    return "Exit codes:\n"
+           "  0    done\n"
+           "  1    unexpected error\n"
+           "  2    usage: a bad command line or option, a missing file\n"
+           "  3    the service could not be reached or did not answer in time\n"
+           "  4    the service answered with an error (no such site, time-out of an import's result, ...)\n"
+           "  5    the service's answer is not what a data exchange service sends\n"
+           "  6    a local file could not be written\n"
+           "  7    an import was carried out or refused by the service and did not succeed\n"
+           "  130  stopped with Ctrl+C\n"
+           "With --json, a failure is one JSON object on stderr: command, exitCode, status, message,\n"
+           "platformMessage, and uploadSession when an upload session was open.\n";
+}
 
 Failure describe(std::exception_ptr error, const std::string& serviceUrl)
 {
     try {
         std::rethrow_exception(error);
+    } catch (const InterruptedSession& interrupted) {
+        Failure described = describe(interrupted.cause, serviceUrl);
+        described.session = interrupted.session;
+        return described;
+    } catch (const FailedImport& failed) {
+        return {ImportFailed, failed.what + " did not succeed: " + failed.result, 0, failed.result};
+    } catch (const Interrupted& interrupted) {
+        return {Cancelled, "stopped waiting for " + interrupted.what +
+                               "; the service may still finish it: see `xchng sites show`"};
+    } catch (const std::invalid_argument& failure) {
+        return {Usage, failure.what()};
     } catch (const lithmar::ApiException& failure) {
-        if (isBadAnswer(failure)) {
-            return {BadAnswer, std::string(failure.what()) + " (is " + serviceUrl + " the data exchange service?)" +
-                                   bodyOf(failure)};
-        }
-        const int code = failure.error_code().value();
-        const std::wstring& message = failure.getMessage();
-        if (code == 408 && message == L"Timeout waiting for response.") {
-            return {ServiceError, std::string(failure.what()) +
-                                      " The import's result did not arrive within --timeout seconds; the service "
-                                      "may still finish it: see `xchng sites show`, or upload again with a longer "
-                                      "--timeout"};
-        }
-        if (code == 500 && message == L"Unable to track result via notification.") {
-            return {ServiceError, std::string(failure.what()) +
-                                      " The platform named no signed-in user or gave no login ticket, so the "
-                                      "import's result cannot reach xchng. Sign in, or check the platform's user and "
-                                      "login services"};
-        }
-        if (code == 404) {
-            return {ServiceError, std::string(failure.what()) + ": no such object at " + serviceUrl + bodyOf(failure)};
-        }
-        return {ServiceError, std::string(failure.what()) + bodyOf(failure)};
+        return describeApiException(failure, serviceUrl);
     } catch (const web::http::http_exception& failure) {
         if (failure.error_code().value() == ETIMEDOUT) {
             return {Unreachable, "the service at " + serviceUrl +

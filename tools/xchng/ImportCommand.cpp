@@ -1,7 +1,8 @@
 #include "ImportCommand.h"
 
+#include "Failure.h"
 #include "Table.h"
-#include "UploadCommands.h"
+#include "UploadSession.h"
 #include "WaitIndicator.h"
 
 #include <lithmar/runtime/Utf8.h>
@@ -9,6 +10,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <optional>
+#include <sstream>
 #include <stdexcept>
 
 namespace lithmar::xchng {
@@ -127,17 +130,29 @@ void checkFiles(const UploadRequest& request)
     }
 }
 
-// Opens the upload session and checks the files in, with progress on `err`.
-CheckedIn checkIn(DataExchangeApi& api, const std::vector<std::string>& paths, std::ostream& err, bool terminal)
+// What the import commands need of the session.
+CheckedIn checkedIn(const UploadSession& session)
 {
-    const auto checkedIn = checkInFiles(api, paths, err, terminal);
-    CheckedIn files;
-    files.sessionId = checkedIn.session->getSessionId();
-    for (const auto& slot : checkedIn.session->getFcsFiles()) {
-        files.streamIds.push_back(slot->getFcsStreamId());
+    return {session.id(), session.streamIds(), session.receipts()};
+}
+
+// The result's words when the import did not succeed: the service refused
+// the job (QUEUE_FULL), or the result is final and not SUCCESS. A result not
+// awaited (negative --timeout) is only the service's receipt of the job.
+std::optional<std::string> failureIn(const AnyResult& result, const UploadRequest& request)
+{
+    const web::json::value json = result->toJson();
+    const auto text = [&json](const char* key) {
+        return json.has_string_field(key) ? json.at(key).as_string() : std::string();
+    };
+    if (text("jobId") == "QUEUE_FULL") {
+        return "QUEUE_FULL: the service's queue of imports is full; try again later";
     }
-    files.receipts = checkedIn.receipts;
-    return files;
+    const bool awaited = !request.timeOutSeconds || *request.timeOutSeconds >= 0;
+    if ((json.has_field("jobId") && !awaited) || text("result") == "SUCCESS") {
+        return std::nullopt;
+    }
+    return text("result").empty() ? "the service's answer has no result" : text("result");
 }
 
 void printResult(const AnyResult& result, Output output)
@@ -152,6 +167,26 @@ void printResult(const AnyResult& result, Output output)
         fields.add({field.first, field.second.is_string() ? field.second.as_string() : field.second.serialize()});
     }
     fields.print(output.out);
+}
+
+// Waits for the import's result: a spinner on a terminal, Ctrl+C stops
+// waiting.
+AnyResult awaitImport(DataExchangeApi& api, const UploadKind& kind, pplx::task<AnyResult> pending, std::ostream& err,
+                      bool terminal)
+{
+    if (showWhileWaiting([&] { return pending.is_done(); }, kind.what + std::string("'s result"), err, terminal) ==
+        WaitEnd::Interrupted) {
+        // A negative time-out ends the wait at its next look, so the task
+        // settles within a second and nothing outlives the API object.
+        api.setAsyncResponseTimeOut(-1);
+        try {
+            pending.wait();
+        } catch (...) {
+            // However it ended, the user asked not to hear of it.
+        }
+        throw Interrupted{kind.what};
+    }
+    return pending.get();
 }
 
 } // namespace
@@ -176,29 +211,27 @@ void upload(DataExchangeApi& api, const UploadRequest& request, Output output, s
         api.setAsyncResponseTimeOut(*request.timeOutSeconds);
     }
 
-    const CheckedIn files = checkIn(api, request.files, err, terminal);
+    // A site that is not there fails here, before any file goes out.
+    api.getSite(fromUtf8(request.siteId)).get();
 
-    auto pending = kind.send(api, request, files);
-    if (showWhileWaiting([&] { return pending.is_done(); }, kind.what + std::string("'s result"), err, terminal) ==
-        WaitEnd::Interrupted) {
-        // A negative time-out ends the wait at its next look, so the task
-        // settles within a second and nothing outlives the API object.
-        api.setAsyncResponseTimeOut(-1);
-        try {
-            pending.wait();
-        } catch (...) {
-            // However it ended, the user asked not to hear of it.
-        }
-        throw Interrupted{kind.what};
+    // With --json, stderr is kept for the one failure object scripts parse.
+    std::ostringstream quiet;
+    std::ostream& progress = output.json ? quiet : err;
+    terminal = terminal && !output.json;
+
+    UploadSession session(api, request.files);
+    AnyResult result;
+    try {
+        session.checkIn(progress, terminal);
+        result = awaitImport(api, kind, kind.send(api, request, checkedIn(session)), progress, terminal);
+        session.finish();
+    } catch (...) {
+        session.closeAndRethrow();
     }
-    const AnyResult result = pending.get();
-
-    auto finish = std::make_shared<model::FinishUploadCommand>();
-    finish->setSessionId(files.sessionId);
-    finish->getFcsReceipts() = files.receipts;
-    api.finishUpload(finish).get();
-
     printResult(result, output);
+    if (const auto failure = failureIn(result, request)) {
+        throw FailedImport{kind.what, *failure};
+    }
 }
 
 } // namespace lithmar::xchng

@@ -28,15 +28,13 @@ struct UploadRequest {
 const std::vector<std::string>& uploadKinds();
 
 // Starts an upload session, checks the files in, asks for the import, waits
-// for its result (a spinner on a terminal; Ctrl+C stops waiting), closes the
-// session and prints the result. Throws Interrupted when the user stopped
-// the wait, and what the library threw otherwise.
+// for its result (a spinner on a terminal; Ctrl+C stops waiting; progress on
+// `err`, except with --json), closes the
+// session and prints the result. The site is fetched first, so that a wrong
+// one fails before any file goes out. Throws FailedImport when the result
+// is not a success, InterruptedSession when a failure (Ctrl+C included)
+// came after the session opened, and what the library threw otherwise.
 void upload(com::vantorel::lithmar::exploration::api::DataExchangeApi& api, const UploadRequest& request, Output output,
             std::ostream& err, bool terminal);
-
-// The user pressed Ctrl+C while xchng waited.
-struct Interrupted {
-    std::string what;
-};
 
 } // namespace lithmar::xchng

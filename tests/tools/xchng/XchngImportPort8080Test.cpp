@@ -1,5 +1,6 @@
 // xchng upload <kind> against the local platform: the sample checked in and imported by the platform's job
-// runner, whose result the client library polls from 127.0.0.1:8080; a result that does not come in time.
+// runner, whose result the client library polls from 127.0.0.1:8080; a result that does not come in time; an
+// import that fails, with its own exit code.
 
 #include "Cli.h"
 #include "Failure.h"
@@ -20,7 +21,15 @@ namespace test = ::lithmar::test;
 namespace xchng = ::lithmar::xchng;
 using ::testing::HasSubstr;
 
-TEST(XchngImportPort8080, WaitsForTheImportsResultOrSaysWhatToDoWhenItIsLate)
+struct Import {
+    std::string grid;
+    std::string timeout;
+    bool json;
+    int exitCode;
+    const char* mentions; // in stdout and stderr together
+};
+
+TEST(XchngImportPort8080, WaitsForTheImportsResultAndTellsEachOutcomeByItsExitCode)
 {
     local::LocalPlatformOptions options;
     options.pollPort = 8080;
@@ -28,27 +37,34 @@ TEST(XchngImportPort8080, WaitsForTheImportsResultOrSaysWhatToDoWhenItIsLate)
     local::LocalPlatform platform(options);
     ASSERT_NO_THROW(platform.start()) << "the poll endpoint needs port 8080";
     const std::string grid = test::exampleFile("terrain.asc").string();
-    std::ostringstream out;
-    std::ostringstream err;
-    const auto upload = [&](const std::string& timeout) {
-        out.str("");
-        err.str("");
-        return xchng::run({"--url", platform.exchangeUrl(), "--json", "upload", "terrain", grid, "--site", "site-demo",
-                           "--timeout", timeout},
-                          out, err);
+    test::TemporaryDirectory files;
+    const std::string broken = files.write("broken.asc", "not a grid\n").string();
+    const Import cases[] = {
+        {grid, "1", true, xchng::ServiceError, "longer --timeout"},
+        {grid, "60", true, xchng::Ok, R"("result":"SUCCESS")"},
+        {broken, "60", false, xchng::ImportFailed, "the terrain import did not succeed: FAILED: "},
     };
-
-    EXPECT_EQ(upload("1"), xchng::ServiceError);
-    EXPECT_THAT(err.str(), HasSubstr("Timeout waiting for response."));
-    EXPECT_THAT(err.str(), HasSubstr("longer --timeout"));
-
-    ASSERT_EQ(upload("60"), xchng::Ok) << err.str();
-    const auto result = web::json::value::parse(out.str());
-    EXPECT_EQ(result.at("result").as_string(), "SUCCESS");
-    EXPECT_EQ(result.at("size").as_string(), "804");
-    EXPECT_THAT(err.str(), HasSubstr("waiting for the terrain import's result"));
-    EXPECT_THAT(err.str(), HasSubstr("waited "));
-    EXPECT_EQ(err.str().find('\r'), std::string::npos) << "no spinner off a terminal";
+    for (const Import& import : cases) {
+        SCOPED_TRACE(import.mentions);
+        std::ostringstream out;
+        std::ostringstream err;
+        std::vector<std::string> args{
+            "--url",     platform.exchangeUrl(), "upload", "terrain", import.grid, "--site", "site-demo",
+            "--timeout", import.timeout};
+        if (import.json) {
+            args.insert(args.begin(), "--json");
+        }
+        EXPECT_EQ(xchng::run(args, out, err), import.exitCode) << err.str();
+        EXPECT_THAT(out.str() + err.str(), HasSubstr(import.mentions));
+        if (import.json) {
+            // Nothing but the failure's JSON object goes to stderr.
+            EXPECT_EQ(err.str().empty(), import.exitCode == xchng::Ok) << err.str();
+            EXPECT_TRUE(err.str().empty() || web::json::value::parse(err.str()).is_object());
+        } else {
+            EXPECT_THAT(err.str(), HasSubstr("waiting for the terrain import's result"));
+            EXPECT_EQ(err.str().find('\r'), std::string::npos) << "no spinner off a terminal";
+        }
+    }
 }
 
 } // namespace

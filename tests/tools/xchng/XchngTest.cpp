@@ -1,4 +1,5 @@
-// xchng: what failed, as an exit code and a message that says what to do (tables); answers printed as tables,
+// xchng: what failed, as an exit code and a message (or one JSON object) that says what to do (tables), the site
+// checked before an upload session opens, and an interrupted session finished; answers printed as tables,
 // trees or JSON; downloads kept inside their directory; the platform session commands and the file that keeps
 // a session; uploads with plain progress lines off a terminal.
 
@@ -20,6 +21,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -32,6 +34,7 @@ namespace xchng = ::lithmar::xchng;
 namespace fs = std::filesystem;
 using test::TemporaryDirectory;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using Args = std::vector<std::string>;
 
 struct Ran {
@@ -124,7 +127,7 @@ TEST_F(XchngAgainstServer, EveryOutcomeHasItsExitCodeAndMessage)
     const std::string file = files.write("a.csv", "id,x,y\n").string();
     const std::string absent = (files.path() / "absent.json").string();
     const Outcome cases[] = {
-        {{"--help"}, xchng::Ok, "upload"},
+        {{"--help"}, xchng::Ok, "7    an import"},
         {{}, xchng::Usage, "xchng --help"},
         {{"sites"}, xchng::Usage, "xchng --help"},
         {{"sites", "show"}, xchng::Usage, "xchng --help"},
@@ -139,6 +142,9 @@ TEST_F(XchngAgainstServer, EveryOutcomeHasItsExitCodeAndMessage)
         {{"upload", "intervals", file, file, "--site", "s1"}, xchng::Usage, "exactly one file"},
         {{"upload", "files", absent}, xchng::Usage, "absent.json"},
         {{"sites", "show", "none"}, xchng::ServiceError, "no site none"},
+        {{"--json", "sites", "show", "none"}, xchng::ServiceError, R"("status":404,)"},
+        {{"--json", "upload", "lidar", file, "--site", "s1"}, xchng::Usage, R"("command":"upload")"},
+        {{"upload", "boreholes", file, "--site", "none"}, xchng::ServiceError, "no site none"},
         {{"--url", "http://127.0.0.1:1/svc-xchng", "crs"}, xchng::Unreachable, "cannot reach the service"},
     };
     for (const Outcome& outcome : cases) {
@@ -153,6 +159,12 @@ TEST_F(XchngAgainstServer, EveryOutcomeHasItsExitCodeAndMessage)
         EXPECT_THAT(outcome.exitCode == xchng::Ok ? result.out : result.err, HasSubstr(outcome.mentions));
         if (outcome.exitCode == xchng::Usage) {
             EXPECT_EQ(server.requests().size(), requests) << "nothing is sent for a bad command line";
+        }
+        if (std::count(args.begin(), args.end(), "--json") && outcome.exitCode != xchng::Ok) {
+            EXPECT_EQ(web::json::value::parse(result.err).at("exitCode").as_integer(), outcome.exitCode);
+        }
+        for (std::size_t i = requests; i < server.requests().size(); ++i) {
+            EXPECT_THAT(server.requests()[i].path, Not(HasSubstr("/upload/"))) << "the site is checked first";
         }
     }
 }
@@ -265,6 +277,33 @@ TEST_F(XchngSession, ALocalInstallationActsForTheLocalUserHasNoSignInAndTakesUpl
     EXPECT_FALSE(session->finished.empty()) << "the session was finished with the receipts";
     ASSERT_EQ(finished.at("fcsReceipts").size(), 1u);
     EXPECT_EQ(session->streams.at(0).receipt, finished.at("fcsReceipts").at(0).at("fcsReciept").as_string());
+}
+
+TEST_F(XchngSession, AnInterruptedUploadFinishesItsSessionAndSaysSo)
+{
+    local::LocalPlatform platform;
+    platform.start();
+    // The user service fails after the check-in, before the import is sent.
+    platform.server().script("GET", "/lithmar-dash/api/users/current",
+                             local::Fault::respond(local::Response::error(500, "user service down")), 2);
+    const std::string collars = test::exampleFile("collars.csv").string();
+    const Outcome cases[] = {
+        {{}, xchng::ServiceError, "is finished with the 1 file ("},
+        {{"--json"}, xchng::ServiceError, R"("platformMessage":"user service down")"},
+    };
+    for (const Outcome& outcome : cases) {
+        Args args = outcome.args;
+        args.insert(args.end(),
+                    {"--url", platform.exchangeUrl(), "upload", "boreholes", collars, "--site", "site-demo"});
+        const Ran result = run(args);
+        EXPECT_EQ(result.exitCode, outcome.exitCode);
+        EXPECT_THAT(result.err, HasSubstr(outcome.mentions));
+        if (!outcome.args.empty()) {
+            const auto session = web::json::value::parse(result.err).at("uploadSession");
+            EXPECT_TRUE(session.at("finished").as_bool());
+            EXPECT_FALSE(platform.store().uploads().session(session.at("id").as_string())->finished.empty());
+        }
+    }
 }
 
 TEST(XchngProgress, DrawsInPlaceOnATerminalOnly)
