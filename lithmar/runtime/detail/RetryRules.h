@@ -32,7 +32,8 @@ LITHMAR_RUNTIME_EXPORT bool mayRepeat(AttemptOutcome outcome, const std::string&
 // Whether `policy` repeats a request of `method` after this answer, or
 // after this transport failure.
 bool repeatsAnswer(const RetryPolicy& policy, const web::http::http_response& answer, const std::string& method);
-bool repeatsFailure(const RetryPolicy& policy, const web::http::http_exception& failure, const std::string& method);
+LITHMAR_RUNTIME_EXPORT bool repeatsFailure(const RetryPolicy& policy, const web::http::http_exception& failure,
+                                           const std::string& method);
 
 // The pause before attempt `attempt` (2 for the first repetition) when the
 // server gave no Retry-After; `unitRandom` is uniform in [0, 1) for full

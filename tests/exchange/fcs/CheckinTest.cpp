@@ -4,6 +4,7 @@
 #include <lithmar/exchange/fcs/FcsService.h>
 #include <lithmar/exchange/fcs/detail/CheckinRetry.h>
 #include <lithmar/runtime/Utf8.h>
+#include <lithmar/runtime/detail/RetryRules.h>
 
 #include <tests/support/Client.h>
 #include <tests/support/TemporaryDirectory.h>
@@ -161,7 +162,8 @@ TEST(CheckinRetryRule, RetriesWhatTheHttpLayersSayOfANonHttpAnswerOrAFailedHands
              {"Failed to read HTTP status line", false},
              {"Connection reset by peer", false},
          }) {
-        EXPECT_EQ(sdk::detail::isTransientCheckinFailure(text), transient) << text;
+        const web::http::http_exception failure(text);
+        EXPECT_EQ(sdk::repeatsFailure(sdk::detail::checkinRetryPolicy(), failure, "POST"), transient) << text;
     }
 }
 

@@ -22,10 +22,4 @@ RetryPolicy checkinRetryPolicy()
     return policy;
 }
 
-bool isTransientCheckinFailure(const std::string& message)
-{
-    static const RetryPolicy policy = checkinRetryPolicy();
-    return mentionsAny(message, policy.repeatedFailureTexts);
-}
-
 } // namespace com::vantorel::lithmar::detail

@@ -2,8 +2,6 @@
 
 #include <lithmar/runtime/RetryPolicy.h>
 
-#include <string>
-
 namespace com::vantorel::lithmar::detail {
 
 // How a list check-in repeats a file's upload: only after a transport
@@ -13,8 +11,5 @@ namespace com::vantorel::lithmar::detail {
 // file's receipt. One second between attempts, five attempts in all, then
 // "Retries exhausted".
 RetryPolicy checkinRetryPolicy();
-
-// Whether that policy repeats a failure reported in these words.
-bool isTransientCheckinFailure(const std::string& message);
 
 } // namespace com::vantorel::lithmar::detail
