@@ -3,6 +3,15 @@
 #include <tools/local/exchange/ServicePaths.h>
 
 namespace lithmar::test {
+namespace {
+
+// Platform mode serves HTTPS, and then has a CA for clients to trust.
+bool servesHttps(const LocalPlatform& platform)
+{
+    return !platform.caCertificate().empty();
+}
+
+} // namespace
 
 LocalPlatformOptions endpointsOnly()
 {
@@ -40,7 +49,7 @@ Header signInCookie(const LocalPlatform& platform, const std::string& user, cons
     const std::string signInPath = url.substr(url.find('/', url.find("//") + 2));
     const HttpReply reply =
         httpCall(platform.port(), "POST", signInPath, {{"Content-Type", "application/json"}},
-                 Json{{"user", user}, {"password", password}}.dump(), !platform.caCertificate().empty());
+                 Json{{"user", user}, {"password", password}}.dump(), servesHttps(platform));
     EXPECT_EQ(reply.status, 200) << "signing in as " << user << ": " << reply.body;
     std::string cookie;
     for (const std::string& line : reply.headerLines("Set-Cookie")) {
@@ -56,12 +65,12 @@ PlatformTest::PlatformTest(LocalPlatformOptions options) : platform(std::move(op
 
 HttpReply PlatformTest::get(std::string_view target, const std::vector<Header>& headers)
 {
-    return exchangeGet(platform.port(), target, headers, !platform.caCertificate().empty());
+    return exchangeGet(platform.port(), target, headers, servesHttps(platform));
 }
 
 HttpReply PlatformTest::post(std::string_view target, std::string_view jsonBody, const std::vector<Header>& headers)
 {
-    return exchangePost(platform.port(), target, jsonBody, headers, !platform.caCertificate().empty());
+    return exchangePost(platform.port(), target, jsonBody, headers, servesHttps(platform));
 }
 
 Json PlatformTest::startUpload(int files)
@@ -77,7 +86,7 @@ HttpReply PlatformTest::checkIn(const Json& slot, std::string_view bytes, std::o
     const std::string target = url.substr(url.find('/', url.find("//") + 2));
     return httpCall(platform.port(), "POST", target, {{"Content-Type", checkinContentType()}},
                     checkinForm(ticket.value_or(slot["fcsFileTicket"].get<std::string>()), bytes),
-                    !platform.caCertificate().empty());
+                    servesHttps(platform));
 }
 
 std::string PlatformTest::receiptFor(const Json& slot)
